@@ -1,0 +1,145 @@
+#include "platform/toolkit/FolderItem.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+namespace toolkit {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::file_status LinkStatus(const fs::path& p) {
+  std::error_code ec;
+  return fs::symlink_status(p, ec);
+}
+
+bool IsPlainName(const std::string& name) {
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+}
+
+}  // namespace
+
+fs::path ResolveAlias(const fs::path& path) {
+  fs::path p = path;
+  for (int hops = 0; hops < 40; ++hops) {
+    std::error_code ec;
+    if (!fs::is_symlink(LinkStatus(p))) return p;
+    const fs::path target = fs::read_symlink(p, ec);
+    if (ec) return p;
+    p = (target.is_absolute() ? target : p.parent_path() / target).lexically_normal();
+  }
+  return p;
+}
+
+fs::path ExecutableFolder() {
+  std::error_code ec;
+  const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
+  return ec ? fs::current_path() : exe.parent_path();
+}
+
+Ref<FolderItem> GetFolderItem(const String& path, int pathType) {
+  if (pathType != 0 || path.IsEmpty()) return nullptr;
+  fs::path p(path.Bytes());
+  if (p.is_relative()) p = ExecutableFolder() / p;
+  p = p.lexically_normal();
+  if (p.has_relative_path() && !p.has_filename()) p = p.parent_path();  // "dir/" names dir
+  std::error_code ec;
+  if (p.has_relative_path() && !fs::is_directory(p.parent_path(), ec)) return nullptr;
+  return Ref<FolderItem>::New(p);
+}
+
+String FolderItem::Name() const {
+  if (!path_.has_relative_path()) return String(path_.string());
+  return String(path_.filename().string());
+}
+
+bool FolderItem::Exists() const {
+  return fs::exists(LinkStatus(path_));
+}
+
+bool FolderItem::Directory() const {
+  return fs::is_directory(LinkStatus(path_));
+}
+
+bool FolderItem::Alias() const {
+  return fs::is_symlink(LinkStatus(path_));
+}
+
+std::int64_t FolderItem::Length() const {
+  std::error_code ec;
+  if (!fs::is_regular_file(path_, ec)) return 0;
+  const auto size = fs::file_size(path_, ec);
+  return ec ? 0 : static_cast<std::int64_t>(size);
+}
+
+Ref<FolderItem> FolderItem::Parent() const {
+  if (!path_.has_relative_path()) return nullptr;
+  return Ref<FolderItem>::New(path_.parent_path());
+}
+
+Ref<FolderItem> FolderItem::Child(const String& name, bool followAlias) const {
+  if (!IsPlainName(name.Bytes()) || !Directory()) return nullptr;
+  fs::path child = path_ / name.Bytes();
+  if (followAlias) child = ResolveAlias(child);
+  return Ref<FolderItem>::New(std::move(child));
+}
+
+const std::vector<fs::path>& FolderItem::Entries() const {
+  std::vector<fs::path> names;
+  std::error_code ec;
+  if (Directory()) {
+    for (fs::directory_iterator it(path_, ec), end; !ec && it != end; it.increment(ec)) {
+      names.push_back(it->path().filename());
+    }
+  }
+  std::sort(names.begin(), names.end(),
+            [](const fs::path& a, const fs::path& b) { return a.native() < b.native(); });
+  entries_ = std::move(names);
+  return *entries_;
+}
+
+std::int64_t FolderItem::Count() const {
+  return static_cast<std::int64_t>(Entries().size());
+}
+
+Ref<FolderItem> FolderItem::TrueItem(std::int64_t index) const {
+  const auto& names = entries_ ? *entries_ : Entries();
+  if (index < 1 || index > static_cast<std::int64_t>(names.size())) return nullptr;
+  return Ref<FolderItem>::New(path_ / names[static_cast<std::size_t>(index - 1)]);
+}
+
+Ref<FolderItem> FolderItem::Item(std::int64_t index) const {
+  auto item = TrueItem(index);
+  if (item && item->Alias()) return Ref<FolderItem>::New(ResolveAlias(item->Path()));
+  return item;
+}
+
+Ref<BinaryStream> BinaryStream::Open(const Ref<FolderItem>& file, bool readWrite) {
+  const fs::path& path = file->Path();  // nil raises NilObjectException
+  if (file->Directory() || fs::is_directory(ResolveAlias(path))) {
+    throw IOException("\"" + path.string() + "\" is a folder", EISDIR);
+  }
+  std::FILE* f = std::fopen(path.c_str(), readWrite ? "r+b" : "rb");
+  if (f == nullptr) {
+    const int error = errno;
+    throw IOException("can't open \"" + path.string() + "\": " + std::strerror(error), error);
+  }
+  return Ref<BinaryStream>::New(f);
+}
+
+std::uintptr_t BinaryStream::Handle(int type) const {
+  if (type != HandleTypeFilePointer || file_ == nullptr) return 0;
+  return reinterpret_cast<std::uintptr_t>(file_);
+}
+
+void BinaryStream::Close() {
+  if (file_ == nullptr) return;
+  std::fclose(file_);
+  file_ = nullptr;
+  --openStreams_;
+}
+
+}  // namespace toolkit

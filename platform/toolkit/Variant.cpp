@@ -1,0 +1,199 @@
+#include "platform/toolkit/Variant.h"
+
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <optional>
+#include <type_traits>
+
+#include "platform/toolkit/MemoryBlock.h"
+
+namespace toolkit {
+
+namespace {
+
+template <class>
+inline constexpr bool kAlwaysFalse = false;
+
+bool EqualsNoCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i]))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// A Variant's number as a double, or nullopt when it holds none.
+std::optional<double> NumberOf(const Variant& v) {
+  switch (v.VarType()) {
+    case Variant::TypeInt32:
+    case Variant::TypeInt64:
+    case Variant::TypeSingle:
+    case Variant::TypeDouble:
+      return v.DoubleValue();
+    default:
+      return std::nullopt;
+  }
+}
+
+bool IsInteger(const Variant& v) {
+  return v.VarType() == Variant::TypeInt32 || v.VarType() == Variant::TypeInt64;
+}
+
+}  // namespace
+
+int Variant::VarType() const {
+  return std::visit(
+      [](const auto& x) -> int {
+        using T = std::decay_t<decltype(x)>;
+        if constexpr (std::is_same_v<T, std::monostate>)
+          return TypeNil;
+        else if constexpr (std::is_same_v<T, bool>)
+          return TypeBoolean;
+        else if constexpr (std::is_same_v<T, std::int32_t>)
+          return TypeInt32;
+        else if constexpr (std::is_same_v<T, std::int64_t>)
+          return TypeInt64;
+        else if constexpr (std::is_same_v<T, float>)
+          return TypeSingle;
+        else if constexpr (std::is_same_v<T, double>)
+          return TypeDouble;
+        else if constexpr (std::is_same_v<T, String>)
+          return TypeString;
+        else if constexpr (std::is_same_v<T, Ref<Object>>)
+          return TypeObject;
+        else
+          static_assert(kAlwaysFalse<T>);
+      },
+      v_);
+}
+
+bool Variant::BooleanValue() const {
+  if (const auto* b = std::get_if<bool>(&v_)) return *b;
+  if (const auto* s = std::get_if<String>(&v_)) return EqualsNoCase(s->View(), "true");
+  if (IsObject()) throw TypeMismatchException("an object has no Boolean value");
+  return DoubleValue() != 0;
+}
+
+std::int64_t Variant::Int64Value() const {
+  if (const auto* i = std::get_if<std::int64_t>(&v_)) return *i;
+  if (const auto* i = std::get_if<std::int32_t>(&v_)) return *i;
+  const double d = DoubleValue();
+  // Out-of-range and NaN values saturate instead of being undefined behaviour.
+  if (std::isnan(d)) return 0;
+  if (d >= 9223372036854775807.0) return INT64_MAX;
+  if (d <= -9223372036854775808.0) return INT64_MIN;
+  return static_cast<std::int64_t>(d);
+}
+
+std::int32_t Variant::Int32Value() const {
+  // Like the toolkit, a wider integer keeps its low 32 bits.
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(Int64Value()));
+}
+
+double Variant::DoubleValue() const {
+  return std::visit(
+      [](const auto& x) -> double {
+        using T = std::decay_t<decltype(x)>;
+        if constexpr (std::is_same_v<T, std::monostate>)
+          return 0;
+        else if constexpr (std::is_same_v<T, bool>)
+          return x ? 1 : 0;
+        else if constexpr (std::is_same_v<T, String>)
+          return Val(x);
+        else if constexpr (std::is_same_v<T, Ref<Object>>)
+          throw TypeMismatchException("an object has no numeric value");
+        else
+          return static_cast<double>(x);
+      },
+      v_);
+}
+
+String Variant::StringValue() const {
+  return std::visit(
+      [](const auto& x) -> String {
+        using T = std::decay_t<decltype(x)>;
+        if constexpr (std::is_same_v<T, std::monostate>)
+          return String();
+        else if constexpr (std::is_same_v<T, bool>)
+          return x ? "True" : "False";
+        else if constexpr (std::is_same_v<T, std::int32_t> || std::is_same_v<T, std::int64_t>)
+          return Str(x);
+        else if constexpr (std::is_same_v<T, float> || std::is_same_v<T, double>)
+          return Str(static_cast<double>(x));
+        else if constexpr (std::is_same_v<T, String>)
+          return x;
+        else {
+          if (const auto block = x.template As<MemoryBlock>()) return block->StringValue();
+          throw TypeMismatchException("an object has no String value");
+        }
+      },
+      v_);
+}
+
+Ref<Object> Variant::ObjectValue() const {
+  if (const auto* o = std::get_if<Ref<Object>>(&v_)) return *o;
+  return nullptr;
+}
+
+bool operator==(const Variant& a, const Variant& b) {
+  const auto na = NumberOf(a);
+  const auto nb = NumberOf(b);
+  if (na || nb) {
+    if (!na || !nb) return false;
+    // Two integers compare exactly; a double can't tell 2^63-1 from 2^63-2.
+    if (IsInteger(a) && IsInteger(b)) return a.Int64Value() == b.Int64Value();
+    return *na == *nb;
+  }
+  return a.v_ == b.v_;
+}
+
+std::size_t Variant::Hash() const {
+  // Equal numbers of different kinds must hash alike: integral values hash as integers.
+  if (const auto n = NumberOf(*this)) {
+    if (IsInteger(*this)) return std::hash<std::int64_t>{}(Int64Value());
+    const double d = *n;
+    if (d == std::trunc(d) && std::fabs(d) < 9.2e18) {
+      return std::hash<std::int64_t>{}(static_cast<std::int64_t>(d));
+    }
+    return std::hash<double>{}(d);
+  }
+  return std::visit(
+      [](const auto& x) -> std::size_t {
+        using T = std::decay_t<decltype(x)>;
+        if constexpr (std::is_same_v<T, std::monostate>)
+          return 0;
+        else if constexpr (std::is_same_v<T, bool>)
+          return x ? 1 : 2;
+        else if constexpr (std::is_same_v<T, String>)
+          return std::hash<std::string>{}(x.Bytes());
+        else if constexpr (std::is_same_v<T, Ref<Object>>)
+          return std::hash<const void*>{}(x.get());
+        else
+          return 0;  // numbers were hashed above
+      },
+      v_);
+}
+
+bool IsNumeric(const Variant& value) {
+  if (NumberOf(value)) return true;
+  if (!value.IsString()) return false;
+  std::string_view s = value.StringValue().View();
+  while (!s.empty() && s.front() == ' ')
+    s.remove_prefix(1);
+  while (!s.empty() && s.back() == ' ')
+    s.remove_suffix(1);
+  if (!s.empty() && (s[0] == '+' || s[0] == '-')) s.remove_prefix(1);
+  if (s.empty()) return false;
+  double d = 0;
+  const auto r = std::from_chars(s.data(), s.data() + s.size(), d, std::chars_format::general);
+  return r.ec == std::errc() && r.ptr == s.data() + s.size() &&
+         (std::isdigit(static_cast<unsigned char>(s[0])) || s[0] == '.');
+}
+
+}  // namespace toolkit
