@@ -272,6 +272,15 @@ Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file, const LibCrypto& lib) {
     reinterpret_cast<void (*)()>(f)();
   }
 
+  // The reader's own functions are resolved before the file or the container is opened: one
+  // that is missing then raises with nothing to release, and no container is made that no one
+  // could free. ASN1_get_object is parse's to resolve: without it parse refuses the payload.
+  auto* d2i = lib.Get<decltype(::d2i_PKCS7_fp)>(LibCrypto::d2i_PKCS7_fp);
+  auto* pkcs7Free = lib.Get<decltype(::PKCS7_free)>(LibCrypto::PKCS7_free);
+  auto* obj2nid = lib.Get<decltype(::OBJ_obj2nid)>(LibCrypto::OBJ_obj2nid);
+  auto* stringData = lib.Get<decltype(::ASN1_STRING_get0_data)>(LibCrypto::ASN1_STRING_get0_data);
+  auto* stringLength = lib.Get<decltype(::ASN1_STRING_length)>(LibCrypto::ASN1_STRING_length);
+
   Ref<toolkit::BinaryStream> stream;
   try {
     stream = toolkit::BinaryStream::Open(file, false);
@@ -286,21 +295,17 @@ Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file, const LibCrypto& lib) {
     auto* fp =
         reinterpret_cast<std::FILE*>(stream->Handle(toolkit::BinaryStream::HandleTypeFilePointer));
     if (fp == nullptr) return nullptr;
-    auto* d2i = lib.Get<decltype(::d2i_PKCS7_fp)>(LibCrypto::d2i_PKCS7_fp);
     outer = d2i(fp, nullptr);
   }  // the stream is closed before the result is looked at
   if (outer == nullptr) return nullptr;
 
-  // Frees the container whichever way this function leaves. The freeing function is resolved
-  // now, so that failing to resolve it can't leave the object behind.
-  auto* pkcs7Free = lib.Get<decltype(::PKCS7_free)>(LibCrypto::PKCS7_free);
+  // Frees the container whichever way this function leaves.
   struct ContainerFreer {
     PKCS7* p7;
     decltype(::PKCS7_free)* free;
     ~ContainerFreer() { free(p7); }
   } freer{outer, pkcs7Free};
 
-  auto* obj2nid = lib.Get<decltype(::OBJ_obj2nid)>(LibCrypto::OBJ_obj2nid);
   if (obj2nid(outer->type) == NID_pkcs7_signed && outer->d.sign != nullptr) {
     PKCS7* inner = outer->d.sign->contents;
     if (inner != nullptr && obj2nid(inner->type) == NID_pkcs7_data) {
@@ -309,9 +314,8 @@ Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file, const LibCrypto& lib) {
       const unsigned char* bytes = nullptr;
       int length = 0;
       if (payload != nullptr) {
-        bytes =
-            lib.Get<decltype(::ASN1_STRING_get0_data)>(LibCrypto::ASN1_STRING_get0_data)(payload);
-        length = lib.Get<decltype(::ASN1_STRING_length)>(LibCrypto::ASN1_STRING_length)(payload);
+        bytes = stringData(payload);
+        length = stringLength(payload);
       }
       maps = parse(bytes, static_cast<std::int64_t>(length), lib);
     }

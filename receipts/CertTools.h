@@ -60,9 +60,10 @@ std::optional<std::vector<Ref<Dictionary>>> parse(const std::uint8_t* data, std:
 // The attributes of a receipt file, or nil when the file gives none: nil or missing file,
 // a file that can't be opened, isn't PKCS#7 signed data around data, has an empty payload,
 // or a payload of no or of several attribute SETs. Raises NilObjectException when the
-// payload is not an attribute set (parse refused it) and FunctionNotFoundException when a
-// library function can't be resolved. The stream is closed and the container freed before
-// anything is returned or raised; the caller owns the result.
+// payload is not an attribute set (parse refused it, as it does when ASN1_get_object can't be
+// resolved) and FunctionNotFoundException when another library function can't be resolved. The
+// stream is closed and the container freed before anything is returned or raised; the caller owns
+// the result.
 Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file,
                             const LibCrypto& lib = LibCrypto::System());
 

@@ -119,7 +119,9 @@ Ref<FolderItem> FolderItem::Item(std::int64_t index) const {
 
 Ref<BinaryStream> BinaryStream::Open(const Ref<FolderItem>& file, bool readWrite) {
   const fs::path& path = file->Path();  // nil raises NilObjectException
-  if (file->Directory() || fs::is_directory(ResolveAlias(path))) {
+  // With an error code: a link loop or a denied folder is fopen's to report, as IOException.
+  std::error_code ec;
+  if (file->Directory() || fs::is_directory(ResolveAlias(path), ec)) {
     throw IOException("\"" + path.string() + "\" is a folder", EISDIR);
   }
   std::FILE* f = std::fopen(path.c_str(), readWrite ? "r+b" : "rb");

@@ -77,7 +77,9 @@ class BinaryStream : public Object {
   // opened.
   static Ref<BinaryStream> Open(const Ref<FolderItem>& file, bool readWrite = false);
 
-  explicit BinaryStream(std::FILE* file) : file_(file) { ++openStreams_; }
+  explicit BinaryStream(std::FILE* file) : file_(file) {
+    if (file_ != nullptr) ++openStreams_;  // Close only counts down a stream that was open
+  }
   ~BinaryStream() override { Close(); }
 
   // The stream's handle of the given type: for type 2 the C FILE* of the open file as an

@@ -2,9 +2,10 @@
 
 #include <cctype>
 #include <charconv>
+#include <clocale>
 #include <cmath>
 #include <cstdio>
-#include <limits>
+#include <cstdlib>
 
 namespace toolkit {
 
@@ -169,7 +170,9 @@ double Val(const String& text) {
   double v = 0;
   const auto result = std::from_chars(s.data(), s.data() + s.size(), v, std::chars_format::general);
   if (result.ec == std::errc::result_out_of_range) {
-    v = std::numeric_limits<double>::infinity();
+    // Too large or too small for a double; strtod in the C locale gives infinity or 0.
+    static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", locale_t{});
+    v = strtod_l(std::string(s.data(), result.ptr).c_str(), nullptr, cLocale);
   } else if (result.ec != std::errc()) {
     return 0;
   }

@@ -72,7 +72,11 @@ String Mid(const String& text, std::int64_t start, std::int64_t count);
 String Str(std::int64_t value);
 template <class I>
 requires(std::is_integral_v<I> && !std::is_same_v<I, bool>) String Str(I value) {
-  return Str(static_cast<std::int64_t>(value));
+  // Through int64, an unsigned value above INT64_MAX would come out negative.
+  if constexpr (std::is_unsigned_v<I>)
+    return String(std::to_string(value));
+  else
+    return Str(static_cast<std::int64_t>(value));
 }
 // An integer formatted by a mask: "-" stands where the sign of a negative number goes (and
 // gives nothing for zero or a positive one), "#" for the digits without padding, each "0" for

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <type_traits>
 
@@ -13,9 +14,6 @@
 namespace toolkit {
 
 namespace {
-
-template <class>
-inline constexpr bool kAlwaysFalse = false;
 
 bool EqualsNoCase(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
@@ -45,32 +43,24 @@ bool IsInteger(const Variant& v) {
   return v.VarType() == Variant::TypeInt32 || v.VarType() == Variant::TypeInt64;
 }
 
+// Whether `d` is an integer that an int64 holds; 2^63 is exact as a double.
+bool FitsInt64(double d) {
+  return d == std::trunc(d) && d >= -9223372036854775808.0 && d < 9223372036854775808.0;
+}
+
+// An integer against a float, exactly: as doubles, 2^53 + 1 would equal 2^53.
+bool SameNumber(std::int64_t i, double d) {
+  return FitsInt64(d) && static_cast<std::int64_t>(d) == i;
+}
+
 }  // namespace
 
 int Variant::VarType() const {
-  return std::visit(
-      [](const auto& x) -> int {
-        using T = std::decay_t<decltype(x)>;
-        if constexpr (std::is_same_v<T, std::monostate>)
-          return TypeNil;
-        else if constexpr (std::is_same_v<T, bool>)
-          return TypeBoolean;
-        else if constexpr (std::is_same_v<T, std::int32_t>)
-          return TypeInt32;
-        else if constexpr (std::is_same_v<T, std::int64_t>)
-          return TypeInt64;
-        else if constexpr (std::is_same_v<T, float>)
-          return TypeSingle;
-        else if constexpr (std::is_same_v<T, double>)
-          return TypeDouble;
-        else if constexpr (std::is_same_v<T, String>)
-          return TypeString;
-        else if constexpr (std::is_same_v<T, Ref<Object>>)
-          return TypeObject;
-        else
-          static_assert(kAlwaysFalse<T>);
-      },
-      v_);
+  // In the order of the alternatives of v_.
+  static constexpr int kCodes[] = {TypeNil,    TypeBoolean, TypeInt32,  TypeInt64,
+                                   TypeSingle, TypeDouble,  TypeString, TypeObject};
+  static_assert(std::size(kCodes) == std::variant_size_v<decltype(v_)>);
+  return kCodes[v_.index()];
 }
 
 bool Variant::BooleanValue() const {
@@ -146,8 +136,9 @@ bool operator==(const Variant& a, const Variant& b) {
   const auto nb = NumberOf(b);
   if (na || nb) {
     if (!na || !nb) return false;
-    // Two integers compare exactly; a double can't tell 2^63-1 from 2^63-2.
     if (IsInteger(a) && IsInteger(b)) return a.Int64Value() == b.Int64Value();
+    if (IsInteger(a)) return SameNumber(a.Int64Value(), *nb);
+    if (IsInteger(b)) return SameNumber(b.Int64Value(), *na);
     return *na == *nb;
   }
   return a.v_ == b.v_;
@@ -158,7 +149,7 @@ std::size_t Variant::Hash() const {
   if (const auto n = NumberOf(*this)) {
     if (IsInteger(*this)) return std::hash<std::int64_t>{}(Int64Value());
     const double d = *n;
-    if (d == std::trunc(d) && std::fabs(d) < 9.2e18) {
+    if (FitsInt64(d)) {
       return std::hash<std::int64_t>{}(static_cast<std::int64_t>(d));
     }
     return std::hash<double>{}(d);
@@ -184,15 +175,18 @@ bool IsNumeric(const Variant& value) {
   if (NumberOf(value)) return true;
   if (!value.IsString()) return false;
   std::string_view s = value.StringValue().View();
-  while (!s.empty() && s.front() == ' ')
+  // The blanks that Val skips.
+  while (!s.empty() && (s.front() == ' ' || s.front() == '\t'))
     s.remove_prefix(1);
-  while (!s.empty() && s.back() == ' ')
+  while (!s.empty() && (s.back() == ' ' || s.back() == '\t'))
     s.remove_suffix(1);
   if (!s.empty() && (s[0] == '+' || s[0] == '-')) s.remove_prefix(1);
   if (s.empty()) return false;
   double d = 0;
   const auto r = std::from_chars(s.data(), s.data() + s.size(), d, std::chars_format::general);
-  return r.ec == std::errc() && r.ptr == s.data() + s.size() &&
+  // Out of range is still a number: Val reads it as infinity or 0.
+  const bool parsed = r.ec == std::errc() || r.ec == std::errc::result_out_of_range;
+  return parsed && r.ptr == s.data() + s.size() &&
          (std::isdigit(static_cast<unsigned char>(s[0])) || s[0] == '.');
 }
 

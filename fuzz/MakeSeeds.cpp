@@ -1,0 +1,88 @@
+// Writes the seed inputs of the fuzz targets: `fuzz_seeds <corpus folder>` makes the folders
+// parse/ and read_receipt/ in it. Payloads cover every branch of the decoder once; files cover
+// every shape of container the reader tells apart.
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/receiptmaker/ReceiptMaker.h"
+
+namespace {
+
+using namespace ReceiptMaker;
+namespace fs = std::filesystem;
+
+std::vector<std::pair<std::string, Bytes>> Payloads() {
+  const Bytes purchase = PurchaseValue({{1701, 1, IntValue(1)},
+                                        {1702, 1, Utf8Value("com.example.coins")},
+                                        {1704, 1, Ia5Value("2026-01-02T03:04:05Z")}});
+  const Bytes typical = Payload({{0, 1, Utf8Value("Production")},
+                                 {2, 1, Utf8Value("com.example.quellmark")},
+                                 {3, 1, Utf8Value("2.4.1")},
+                                 {4, 1, HexValue("0011223344556677")},
+                                 {5, 1, HexValue("A1B2C3D4E5F60718293A4B5C6D7E8F9001122334")},
+                                 {12, 1, Ia5Value("2026-03-14T09:26:53Z")},
+                                 {17, 1, purchase},
+                                 {19, 1, Utf8Value("2.0")}});
+  return {
+      {"typical", typical},
+      {"two-sets", Concat(typical, Payload({{3, 1, IntValue(-7)}}))},
+      {"set-then-sequence", Concat(typical, Sequence({}))},
+      {"empty-set", Set({})},
+      {"trailing-bytes-in-value", Payload({{8, 1, HexValue("020105FFFF")}})},
+      {"negative-tag", Payload({{9, 1, HexValue("1F820201 05")}})},
+      {"nine-byte-integer", Payload({{10, 1, HexValue("0209010203040506070809")}})},
+      {"context-tags", Payload({{11, 1, HexValue("820105")}, {12, 1, HexValue("8C0141")}})},
+      {"empty-values", Payload({{13, 1, HexValue("0C00")}, {14, 1, Bytes{}}})},
+      {"duplicates", Payload({{2, 1, Utf8Value("a")}, {2, 1, HexValue("1300")}})},
+      {"fourth-field",
+       Set(Sequence(Concat(Integer(3), Integer(1), OctetString(IntValue(5)), Integer(99))))},
+      {"non-record",
+       Set(Concat(Record(2, 1, Utf8Value("x")), Integer(4), Record(3, 1, IntValue(1))))},
+      {"overrun", Set(FromHex("30847FFFFFFF020102"))},
+      {"indefinite", Set(FromHex("3080020102020101040302010500 00"))},
+      {"skipped-numbers", Payload({{1, 1, IntValue(1)}, {6, 1, IntValue(6)}})},
+  };
+}
+
+std::vector<std::pair<std::string, Bytes>> Files(
+    const std::vector<std::pair<std::string, Bytes>>& payloads) {
+  std::vector<std::pair<std::string, Bytes>> files;
+  for (const auto& [name, payload] : payloads)
+    files.emplace_back(name, Sign(payload));
+  const Bytes& typical = payloads.front().second;
+  files.emplace_back("outer-data", Sign(typical, Shape::OuterData));
+  files.emplace_back("inner-not-data", Sign(typical, Shape::InnerNotData));
+  files.emplace_back("detached", Sign(typical, Shape::Detached));
+  files.emplace_back("empty-payload", Sign({}));
+  files.emplace_back("not-a-set", Sign(Integer(5)));
+  files.emplace_back("truncated", Build(typical, Options{Shape::Receipt, 200}));
+  files.emplace_back("not-der", FromHex("89504E470D0A1A0A"));
+  return files;
+}
+
+void Write(const fs::path& folder, const std::vector<std::pair<std::string, Bytes>>& items) {
+  fs::create_directories(folder);
+  for (const auto& [name, bytes] : items) {
+    std::ofstream out(folder / name, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: fuzz_seeds CORPUS_FOLDER\n");
+    return 2;
+  }
+  const auto payloads = Payloads();
+  Write(fs::path(argv[1]) / "parse", payloads);
+  Write(fs::path(argv[1]) / "read_receipt", Files(payloads));
+  return 0;
+}
