@@ -121,7 +121,7 @@ void TakeAttribute(Dictionary& map, std::int64_t number, const Walker& w,
       const bool keepsRaw = key == Keys::Opaque || key == Keys::Hash;
       map.Value(static_cast<std::int64_t>(key), keepsRaw ? Variant(raw) : decoded);
     }
-    map.Value(String("attr ") + NumberText(number), decoded);
+    map.Value(String("attr ") + NumberText(number), std::move(decoded));
   }
   map.Value(String("raw ") + NumberText(number), raw);
 }

@@ -16,7 +16,10 @@ class Dictionary : public Object {
   // The value of a key that is there; KeyNotFoundException otherwise.
   const Variant& Value(const Variant& key) const;
   // Stores `value` under `key`, replacing what stood there.
-  void Value(const Variant& key, Variant value) { map_[key] = std::move(value); }
+  void Value(const Variant& key, Variant value) { map_.insert_or_assign(key, std::move(value)); }
+  void Value(Variant&& key, Variant value) {
+    map_.insert_or_assign(std::move(key), std::move(value));
+  }
   // The value of `key`, or `defaultValue` when the key isn't there.
   Variant Lookup(const Variant& key, const Variant& defaultValue) const;
   void Remove(const Variant& key);  // KeyNotFoundException when the key isn't there

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <vector>
 
 #include "platform/toolkit/Ref.h"
 #include "platform/toolkit/String.h"
@@ -13,14 +14,17 @@ namespace toolkit {
 // would leave it gives 0 or stops at its end, so no caller can read past the last byte.
 class MemoryBlock : public Object {
  public:
-  explicit MemoryBlock(std::size_t size = 0) : bytes_(size, 0) {}
-  explicit MemoryBlock(std::span<const std::uint8_t> bytes) : bytes_(bytes.begin(), bytes.end()) {}
-  MemoryBlock(const std::uint8_t* data, std::size_t size) : bytes_(data, data + size) {}
+  // A block of `size` zero bytes.
+  explicit MemoryBlock(std::size_t size = 0);
+  // A block with a copy of `size` bytes at `data`.
+  MemoryBlock(const std::uint8_t* data, std::size_t size);
+  explicit MemoryBlock(std::span<const std::uint8_t> bytes)
+      : MemoryBlock(bytes.data(), bytes.size()) {}
 
-  std::int64_t Size() const { return static_cast<std::int64_t>(bytes_.size()); }
-  const std::uint8_t* Data() const { return bytes_.data(); }
-  std::uint8_t* Data() { return bytes_.data(); }
-  std::span<const std::uint8_t> Bytes() const { return bytes_; }
+  std::int64_t Size() const { return static_cast<std::int64_t>(size_); }
+  const std::uint8_t* Data() const { return heap_ ? heap_.get() : inline_.data(); }
+  std::uint8_t* Data() { return heap_ ? heap_.get() : inline_.data(); }
+  std::span<const std::uint8_t> Bytes() const { return {Data(), size_}; }
 
   // The byte at `offset`, or 0 for an offset outside the block.
   std::uint8_t Byte(std::int64_t offset) const;
@@ -33,7 +37,12 @@ class MemoryBlock : public Object {
   String CString(std::int64_t offset = 0) const;
 
  private:
-  std::vector<std::uint8_t> bytes_;
+  // Small blocks, as most attribute values are, keep their bytes inside the object, so that
+  // the decoder makes one allocation for each block instead of two.
+  static constexpr std::size_t kInlineSize = 40;
+  std::size_t size_;
+  std::unique_ptr<std::uint8_t[]> heap_;
+  std::array<std::uint8_t, kInlineSize> inline_{};
 };
 
 }  // namespace toolkit

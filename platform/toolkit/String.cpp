@@ -91,6 +91,13 @@ String Str(std::int64_t value) {
 }
 
 String Str(std::int64_t value, std::string_view mask) {
+  if (mask == "-#") {
+    // The common mask, which is plain decimal: the receipt decoder forms two keys with it for
+    // every attribute.
+    char buffer[24];
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+    return String(std::string(buffer, result.ptr));
+  }
   const bool negative = value < 0;
   // The magnitude as unsigned, so that INT64_MIN has one too.
   const std::uint64_t magnitude = negative ? std::uint64_t{0} - static_cast<std::uint64_t>(value)
