@@ -174,7 +174,8 @@ std::size_t Variant::Hash() const {
 bool IsNumeric(const Variant& value) {
   if (NumberOf(value)) return true;
   if (!value.IsString()) return false;
-  std::string_view s = value.StringValue().View();
+  const String text = value.StringValue();  // the view below must not outlive it
+  std::string_view s = text.View();
   // The blanks that Val skips.
   while (!s.empty() && (s.front() == ' ' || s.front() == '\t'))
     s.remove_prefix(1);

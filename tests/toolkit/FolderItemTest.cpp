@@ -1,0 +1,160 @@
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <tuple>
+
+#include "platform/toolkit/FolderItem.h"
+
+namespace toolkit {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A folder of its own per test, holding every kind of item and link.
+class FolderItemTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    root_ = fs::temp_directory_path() / ("qm-toolkit-" + std::to_string(getpid()) + "-" + test);
+    fs::remove_all(root_);
+    fs::create_directories(root_ / "folder");
+    Write("file.txt", "hello");
+    Write("Zeta", "");
+    fs::create_symlink("file.txt", root_ / "link-file");
+    fs::create_symlink(root_ / "file.txt", root_ / "link-abs");
+    fs::create_symlink("link-file", root_ / "link-chain");
+    fs::create_directory_symlink("folder", root_ / "link-folder");
+    fs::create_symlink("../file.txt", root_ / "folder" / "up");  // relative to its own folder
+    fs::create_symlink("missing", root_ / "dangling");
+    fs::create_symlink("loop-b", root_ / "loop-a");
+    fs::create_symlink("loop-a", root_ / "loop-b");
+  }
+  void TearDown() override { fs::remove_all(root_); }
+
+  void Write(const std::string& name, const std::string& text) const {
+    std::ofstream(root_ / name, std::ios::binary) << text;
+  }
+  Ref<FolderItem> At(const std::string& name = {}) const {
+    return Ref<FolderItem>::New(name.empty() ? root_ : root_ / name);
+  }
+
+  fs::path root_;
+};
+
+TEST_F(FolderItemTest, KindsOfItems) {
+  const struct {
+    const char* name;
+    bool exists, directory, alias;
+  } cases[] = {{"file.txt", true, false, false}, {"folder", true, true, false},
+               {"link-file", true, false, true}, {"link-folder", true, false, true},
+               {"dangling", true, false, true},  {"loop-a", true, false, true},
+               {"missing", false, false, false}};
+  for (const auto& c : cases) {
+    const auto item = At(c.name);
+    EXPECT_EQ(std::make_tuple(item->Exists(), item->Directory(), item->Alias()),
+              std::make_tuple(c.exists, c.directory, c.alias))
+        << c.name;
+    EXPECT_EQ(item->Name().Bytes(), c.name);
+  }
+  EXPECT_EQ(At("file.txt")->Length(), 5);
+  EXPECT_EQ(At("folder")->Length(), 0);
+  EXPECT_EQ(At("file.txt")->Parent()->Path(), root_);
+  EXPECT_EQ(FolderItem("/").Name().Bytes(), "/");
+  EXPECT_TRUE(FolderItem("/").Parent().IsNil());
+}
+
+TEST_F(FolderItemTest, ChildFollowsLinksOnlyWhenAsked) {
+  const struct {
+    const char* name;
+    bool follow;
+    const char* want;  // where the child is, in the test folder
+  } cases[] = {{"link-file", true, "file.txt"},  {"link-abs", true, "file.txt"},
+               {"link-chain", true, "file.txt"}, {"link-folder", true, "folder"},
+               {"missing", true, "missing"},     {"link-chain", false, "link-chain"}};
+  for (const auto& c : cases) {
+    const auto child = At()->Child(c.name, c.follow);
+    ASSERT_FALSE(child.IsNil()) << c.name;
+    EXPECT_EQ(child->Path(), root_ / c.want) << c.name;
+    EXPECT_EQ(child->Name().Bytes(), c.want) << c.name;
+  }
+  EXPECT_TRUE(At()->Child("link-file", false)->Alias());
+  EXPECT_EQ(At("folder")->Child("up")->Path(), root_ / "file.txt");
+  for (const char* name : {"", ".", "..", "a/b", "folder/up"})
+    EXPECT_TRUE(At()->Child(name).IsNil()) << '"' << name << '"';
+  EXPECT_TRUE(At("file.txt")->Child("x").IsNil());
+}
+
+TEST_F(FolderItemTest, ItemsInByteOrderFromOne) {
+  const char* names[] = {"Zeta",       "dangling",  "file.txt",    "folder", "link-abs",
+                         "link-chain", "link-file", "link-folder", "loop-a", "loop-b"};
+  const auto root = At();
+  ASSERT_EQ(root->Count(), 10);
+  for (std::int64_t i = 1; i <= 10; ++i)
+    EXPECT_EQ(root->TrueItem(i)->Name().Bytes(), names[i - 1]) << i;
+  for (const std::int64_t i : {0, 11, -1})
+    EXPECT_TRUE(root->Item(i).IsNil() && root->TrueItem(i).IsNil()) << i;
+  EXPECT_EQ(root->Item(7)->Name().Bytes(), "file.txt");  // link-file, followed
+  EXPECT_TRUE(root->TrueItem(7)->Alias());
+  EXPECT_TRUE(root->Item(8)->Directory());  // link-folder, followed
+  EXPECT_EQ(At("file.txt")->Count(), 0);
+
+  Write("0-new", "");
+  EXPECT_EQ(root->Item(1)->Name().Bytes(), "Zeta");   // the order of the last Count
+  EXPECT_EQ(At()->Item(1)->Name().Bytes(), "0-new");  // no Count yet: a fresh read
+}
+
+TEST_F(FolderItemTest, GetFolderItem) {
+  EXPECT_EQ(GetFolderItem((root_ / "file.txt").string())->Path(), root_ / "file.txt");
+  EXPECT_EQ(GetFolderItem("not-there-yet")->Path(), ExecutableFolder() / "not-there-yet");
+  EXPECT_TRUE(fs::exists(ExecutableFolder() / program_invocation_short_name));
+  EXPECT_TRUE(GetFolderItem("").IsNil());
+  EXPECT_TRUE(GetFolderItem((root_ / "nope" / "x").string()).IsNil());
+  EXPECT_TRUE(GetFolderItem("qm-no-such-folder/x").IsNil());
+}
+
+TEST_F(FolderItemTest, OpenRaisesForWhatCannotBeRead) {
+  const auto before = BinaryStream::OpenStreams();
+  EXPECT_THROW(BinaryStream::Open(nullptr), NilObjectException);
+  for (const char* name : {"folder", "link-folder", "missing", "dangling", "loop-a"})
+    EXPECT_THROW(BinaryStream::Open(At(name)), IOException) << name;
+  EXPECT_EQ(BinaryStream::OpenStreams(), before);
+}
+
+TEST_F(FolderItemTest, HandleIsTheFileAtItsStartUntilClosed) {
+  const auto before = BinaryStream::OpenStreams();
+  const auto stream = BinaryStream::Open(At("file.txt"));
+  EXPECT_EQ(BinaryStream::OpenStreams(), before + 1);
+  auto* file = reinterpret_cast<std::FILE*>(stream->Handle(BinaryStream::HandleTypeFilePointer));
+  char head[5] = {};
+  ASSERT_EQ(std::fread(head, 1, sizeof head, file), sizeof head);
+  EXPECT_EQ(std::string(head, sizeof head), "hello");
+  EXPECT_EQ(std::fputc('J', file), EOF);  // opened for reading only
+  EXPECT_EQ(stream->Handle(0) | stream->Handle(1) | stream->Handle(3), 0u);
+  stream->Close();
+  EXPECT_EQ(stream->Handle(BinaryStream::HandleTypeFilePointer), 0u);
+  stream->Close();
+  EXPECT_EQ(BinaryStream::OpenStreams(), before);
+}
+
+TEST_F(FolderItemTest, StreamClosesWhenDestroyed) {
+  const auto before = BinaryStream::OpenStreams();
+  {
+    const auto stream = BinaryStream::Open(At("link-file"), true);
+    auto* file = reinterpret_cast<std::FILE*>(stream->Handle(BinaryStream::HandleTypeFilePointer));
+    ASSERT_NE(std::fputc('J', file), EOF);
+    const BinaryStream none(nullptr);  // a stream without a file is not open
+  }
+  EXPECT_EQ(BinaryStream::OpenStreams(), before);
+  std::ifstream in(root_ / "file.txt");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "Jello");
+}
+
+}  // namespace
+}  // namespace toolkit
