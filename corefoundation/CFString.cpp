@@ -1,0 +1,58 @@
+#include "corefoundation/CFString.h"
+
+namespace CoreFoundation {
+
+Ref<CFString> CFString::New(Ptr ref, bool hasOwnership) {
+  return Make<CFString>(ref, hasOwnership);
+}
+
+Ref<CFString> CFString::New(const String& s) {
+  return Make<CFString>(s);
+}
+
+Ref<CFString> CFString::New(const toolkit::CFStringRef& ref) {
+  return MakeFrom<CFString>(ref);
+}
+
+Ref<CFString> CFString::New(const Ref<CFObjectMBS>& source) {
+  return MakeFrom<CFString>(source);
+}
+
+std::uint32_t CFString::ClassID() {
+  static bool initialized = false;
+  static std::uint32_t id = 0;
+  if (!initialized) {
+    initialized = true;
+    id = static_cast<std::uint32_t>(CFStringGetTypeID());
+  }
+  return id;
+}
+
+void CFString::Constructor(const String& s) {
+  Operator_Convert(toolkit::StringToCFString(s));
+}
+
+void CFString::Operator_Convert(const toolkit::CFStringRef& ref) {
+  if (toolkit::StringFromCFString(ref).IsEmpty()) {
+    Constructor(nullptr, true);
+    return;
+  }
+  CFRetain(ref.Get());
+  try {
+    Constructor(ref.Get(), true);
+  } catch (...) {
+    CFRelease(ref.Get());  // the wrapper took nothing, so the count taken for it goes back
+    throw;
+  }
+}
+
+CFString::operator toolkit::CFStringRef() const {
+  if (Operator_Compare(nullptr) == 0) return {};
+  return toolkit::CFStringRef::Retain(static_cast<::CFStringRef>(Reference()));
+}
+
+String CFString::StringValue() const {
+  return toolkit::StringFromCFString(static_cast<toolkit::CFStringRef>(*this));
+}
+
+}  // namespace CoreFoundation

@@ -1,0 +1,26 @@
+#pragma once
+
+// Errors: a domain, a code, and a text made of them.
+
+#include "platform/cf/CFBase.h"
+#include "platform/cf/CFDictionary.h"
+
+using CFErrorDomain = CFStringRef;
+
+struct OpaqueCFError;
+using CFErrorRef = OpaqueCFError*;
+
+extern "C" {
+
+CFTypeID CFErrorGetTypeID(void);
+// A new error. The domains of the platform ("kCFErrorDomainPOSIX", ...) are data symbols of
+// the framework bundles. `userInfo` must be NULL: this stand-in has no dictionaries yet.
+CFErrorRef CFErrorCreate(CFAllocatorRef allocator, CFErrorDomain domain, CFIndex code,
+                         CFDictionaryRef userInfo);
+// The domain, borrowed from the error (Get rule).
+CFErrorDomain CFErrorGetDomain(CFErrorRef err);
+CFIndex CFErrorGetCode(CFErrorRef err);
+// A new string (Copy rule): "The operation couldn’t be completed. (<domain> error <code>.)"
+CFStringRef CFErrorCopyDescription(CFErrorRef err);
+
+}  // extern "C"

@@ -1,0 +1,131 @@
+#include <cmath>
+#include <limits>
+
+#include "corefoundation/CFNumber.h"
+#include "platform/toolkit/Dictionary.h"
+#include "tests/corefoundation/Support.h"
+
+namespace corefoundation_test {
+namespace {
+
+using namespace CoreFoundation;
+
+// Toolkit value to platform number: the kind follows the Variant's type.
+TEST(CFNumberTest, AVariantBecomesANumberOfItsKind) {
+  const struct {
+    Variant value;
+    CFNumberType type;
+    Variant back;
+  } kRows[] = {
+      {2.5, kCFNumberFloat64Type, 2.5},
+      {0.1f, kCFNumberFloat32Type, static_cast<double>(0.1f)},  // comes back a Double
+      {std::int32_t{-7}, kCFNumberSInt32Type, std::int32_t{-7}},
+      {std::int64_t{1} << 40, kCFNumberSInt64Type, std::int64_t{1} << 40},
+  };
+  for (const auto& row : kRows) {
+    const auto number = CFNumber::New(row.value);
+    EXPECT_EQ(number->Type(), row.type);
+    EXPECT_EQ(number->IsFloat(),
+              row.type == kCFNumberFloat64Type || row.type == kCFNumberFloat32Type);
+    const Variant value = number->Value();
+    EXPECT_EQ(value.VarType(), row.back.VarType()) << row.type;
+    EXPECT_EQ(value, row.back) << row.type;
+    EXPECT_EQ(number->VariantValue(), row.back) << row.type;
+  }
+}
+
+TEST(CFNumberTest, AnyOtherVariantIsRefusedWithoutMakingANumber) {
+  const std::int64_t live = cf::LiveObjects();
+  for (const Variant& value :
+       {Variant(), Variant(true), Variant("12"), Variant(Ref<toolkit::Dictionary>::New())}) {
+    try {
+      CFNumber::New(value);
+      ADD_FAILURE() << "no exception for VarType " << value.VarType();
+    } catch (const toolkit::TypeMismatchException& e) {
+      EXPECT_EQ(e.Message(), "");
+    }
+    EXPECT_EQ(cf::LiveObjects(), live);
+  }
+}
+
+// Platform number to toolkit value, for every kind a number can hold.
+TEST(CFNumberTest, ValueReadsEachKindAsItsTableSays) {
+  const std::int64_t wide = (std::int64_t{1} << 40) + 3;
+  const struct {
+    CFNumberType type;
+    double value;  // handed over in the kind's own width
+    Variant expected;
+  } kRows[] = {
+      {kCFNumberSInt8Type, -8, std::int32_t{-8}},
+      {kCFNumberSInt16Type, 300, std::int32_t{300}},
+      {kCFNumberSInt32Type, -70000, std::int32_t{-70000}},
+      {kCFNumberSInt64Type, 1e12, std::int64_t{1000000000000}},
+      {kCFNumberFloat32Type, 0.1, static_cast<double>(0.1f)},
+      {kCFNumberFloat64Type, 0.1, 0.1},
+      {kCFNumberCharType, 65, std::int32_t{65}},
+      {kCFNumberShortType, -2, std::int32_t{-2}},
+      {kCFNumberIntType, 123456, std::int32_t{123456}},
+      {kCFNumberLongType, 5, std::int32_t{5}},
+      {kCFNumberLongLongType, -1e12, std::int64_t{-1000000000000}},
+      {kCFNumberFloatType, 1.5, 1.5},
+      {kCFNumberDoubleType, -2.25, -2.25},
+      {kCFNumberCFIndexType, -9, std::int32_t{-9}},
+      {kCFNumberNSIntegerType, 10, std::int32_t{10}},
+      {kCFNumberCGFloatType, 3.75, 3.75},
+      // Kinds read as 32 bits give nil beyond 32 bits; Int64Value still reads them.
+      {kCFNumberLongType, static_cast<double>(wide), Variant()},
+      {kCFNumberCFIndexType, -static_cast<double>(wide), Variant()},
+      {kCFNumberNSIntegerType, static_cast<double>(wide), Variant()},
+  };
+  for (const auto& row : kRows) {
+    unsigned char block[8] = {};
+    if (row.type == kCFNumberFloat32Type || row.type == kCFNumberFloatType) {
+      const auto f = static_cast<float>(row.value);
+      std::memcpy(block, &f, sizeof f);
+    } else if (row.type == kCFNumberFloat64Type || row.type == kCFNumberDoubleType ||
+               row.type == kCFNumberCGFloatType) {
+      std::memcpy(block, &row.value, sizeof row.value);
+    } else {
+      const auto i = static_cast<std::int64_t>(row.value);
+      std::memcpy(block, &i, sizeof i);  // little-endian: the narrow value comes first
+    }
+    const auto number = CFNumber::New(CFNumberCreate(nullptr, row.type, block), true);
+    const Variant value = number->Value();
+    EXPECT_EQ(value.VarType(), row.expected.VarType()) << "type " << row.type;
+    EXPECT_EQ(value, row.expected) << "type " << row.type;
+    if (row.expected.IsNull()) {
+      EXPECT_EQ(number->Int64Value(), static_cast<std::int64_t>(row.value));
+    }
+  }
+}
+
+TEST(CFNumberTest, PlainAccessorsReadWithoutTellingLoss) {
+  const auto negative = CFNumber::New(std::int32_t{-5});
+  EXPECT_EQ(negative->IntegerValue(), -5);  // sign-extended
+  EXPECT_EQ(negative->Int64Value(), -5);
+  EXPECT_EQ(negative->DoubleValue(), -5.0);
+  const auto fraction = CFNumber::New(-2.75);
+  EXPECT_EQ(fraction->IntegerValue(), -2);
+  EXPECT_EQ(fraction->Int64Value(), -2);
+  EXPECT_EQ(fraction->DoubleValue(), -2.75);
+  const auto wide = CFNumber::New((std::int64_t{1} << 33) + 1);
+  EXPECT_EQ(wide->IntegerValue(), 1);  // the low 32 bits
+  EXPECT_EQ(wide->Int64Value(), (std::int64_t{1} << 33) + 1);
+}
+
+TEST(CFNumberTest, SpecialValuesAreFetchedOnceAndKept) {
+  const Ref<CFNumber> nan = CFNumber::NaN();
+  ASSERT_FALSE(nan.IsNil());
+  EXPECT_TRUE(std::isnan(nan->DoubleValue()));
+  EXPECT_EQ(CFNumber::NegativeInfinity()->DoubleValue(), -std::numeric_limits<double>::infinity());
+  EXPECT_EQ(CFNumber::PositiveInfinity()->DoubleValue(), std::numeric_limits<double>::infinity());
+  EXPECT_TRUE(CFNumber::NaN() == nan);
+  // A symbol that isn't there gives nil; each call asks again.
+  EXPECT_TRUE(CFNumber::SpecialValue("kCFNumberZero").IsNil());
+  const auto again = CFNumber::SpecialValue("kCFNumberPositiveInfinity");
+  EXPECT_FALSE(again == CFNumber::PositiveInfinity());
+  EXPECT_TRUE(again->Equals(CFNumber::PositiveInfinity()));
+}
+
+}  // namespace
+}  // namespace corefoundation_test

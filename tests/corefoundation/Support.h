@@ -1,0 +1,37 @@
+#pragma once
+
+// What the wrapper tests share: the stand-in's helpers and the module's names.
+
+#include <gtest/gtest.h>
+
+#include <typeinfo>
+
+#include "corefoundation/CFType.h"
+#include "tests/cf/LiveObjectCheck.h"
+#include "tests/cf/Support.h"
+
+namespace corefoundation_test {
+
+using cf_test::CallCounter;
+using cf_test::NewData;
+using cf_test::NewString;
+using cf_test::Owned;
+using cf_test::Symbol;
+using CoreFoundation::CFType;
+using CoreFoundation::Ptr;
+using toolkit::Ref;
+using toolkit::String;
+using toolkit::Variant;
+
+// Whether the wrapper holds no reference, asked as new code asks it.
+inline bool Empty(const Ref<CFType>& wrapper) {
+  return wrapper->Operator_Compare(nullptr) == 0;
+}
+
+// The exact class of a wrapper, not one of its bases.
+template <class T>
+bool IsExactly(const Ref<CFType>& wrapper) {
+  return !wrapper.IsNil() && typeid(*wrapper) == typeid(T);
+}
+
+}  // namespace corefoundation_test

@@ -1,0 +1,286 @@
+// The toolkit's desktop, event loop, timer, menus, file types and window base, headless.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/toolkit/Application.h"
+#include "platform/toolkit/Controls.h"
+#include "platform/toolkit/Desktop.h"
+#include "platform/toolkit/Window.h"
+
+namespace window_test {
+namespace {
+
+using namespace toolkit;
+using Strings = std::vector<std::string>;
+
+TEST(EventLoopTest, TasksRunInOrderOnlyWhenAskedAndARaisingOneKeepsTheRest) {
+  HeadlessEventLoop loop;
+  Strings ran;
+  loop.Post([&] { ran.push_back("a"); });
+  loop.Post([&] {
+    ran.push_back("b");
+    loop.Post([&] { ran.push_back("posted by b"); });
+    throw RuntimeException("b");
+  });
+  loop.Post([&] { ran.push_back("c"); });
+  EXPECT_TRUE(ran.empty());
+  EXPECT_THROW(loop.RunPending(), RuntimeException);
+  EXPECT_EQ(ran, (Strings{"a", "b"}));
+  EXPECT_EQ(loop.RunPending(), 2u);  // "c" first: it was posted before b's task
+  EXPECT_EQ(ran, (Strings{"a", "b", "c", "posted by b"}));
+}
+
+TEST(EventLoopTest, ARaisingTickStopsTheClockThereAndStaysScheduled) {
+  HeadlessEventLoop loop;
+  int raised = 0;
+  loop.Schedule(0, true, [&raised]() -> bool {  // a period below 1 ms counts as 1 ms
+    ++raised;
+    throw RuntimeException("tick");
+  });
+  EXPECT_THROW(loop.AdvanceClock(5), RuntimeException);
+  EXPECT_EQ(loop.Now(), 1);
+  EXPECT_THROW(loop.AdvanceClock(5), RuntimeException);
+  EXPECT_EQ(loop.Now(), 2);
+  EXPECT_EQ(raised, 2);
+  EXPECT_EQ(loop.ScheduledTimers(), 1u);
+}
+
+TEST(EventLoopTest, RepeatingAndSingleTicksInTheOrderOfTheirDueTimes) {
+  HeadlessEventLoop loop;
+  Strings ran;
+  int fast = 0;
+  loop.Schedule(30, true, [&] {
+    ran.push_back("fast@" + std::to_string(loop.Now()));
+    return ++fast < 3;
+  });
+  loop.Schedule(60, false, [&] {
+    ran.push_back("once@" + std::to_string(loop.Now()));
+    return true;
+  });
+  EXPECT_EQ(loop.AdvanceClock(59), 1u);
+  EXPECT_EQ(loop.AdvanceClock(1000), 3u);
+  // At 60 the single tick goes first: the repeating one was scheduled again at 30.
+  EXPECT_EQ(ran, (Strings{"fast@30", "once@60", "fast@60", "fast@90"}));
+  EXPECT_EQ(loop.ScheduledTimers(), 0u);
+}
+
+class DesktopTest : public ::testing::Test {
+ protected:
+  HeadlessDesktop desktop;
+};
+
+TEST_F(DesktopTest, TheInstalledDesktopServesAndTheOneBeforeComesBack) {
+  {
+    HeadlessDesktop inner;
+    MsgBox("hello");
+    Beep();
+    inner.SetOptionKey(true);
+    EXPECT_TRUE(Keyboard::OptionKey());
+    EXPECT_EQ(inner.MessageBoxes(), std::vector<String>{"hello"});
+    EXPECT_EQ(inner.Beeps(), 1);
+    EXPECT_EQ(inner.OptionKeyReads(), 1);
+  }
+  EXPECT_EQ(&Desktop::Current(), &desktop);
+  EXPECT_FALSE(Keyboard::OptionKey());
+  EXPECT_TRUE(desktop.MessageBoxes().empty());
+  Desktop::Install(nullptr);
+  EXPECT_THROW(Beep(), NilObjectException);
+  Desktop::Install(&desktop);
+}
+
+TEST(ChrTest, CodePointsInUtf8) {
+  const std::pair<std::uint32_t, std::string> cases[] = {
+      {8, "\b"},
+      {127, "\x7F"},
+      {0xE9, "\xC3\xA9"},
+      {0x2318, "\xE2\x8C\x98"},  // the command key sign
+      {0x10FFFF, "\xF4\x8F\xBF\xBF"},
+      {0xD800, ""},  // a surrogate is no code point
+      {0x110000, ""},
+  };
+  for (const auto& [code, bytes] : cases) {
+    EXPECT_EQ(Chr(code).Bytes(), bytes) << code;
+    EXPECT_EQ(Chr(code).Encoding(), TextEncoding::UTF8);
+  }
+}
+
+TEST_F(DesktopTest, ATimerTicksWhileItLivesAndIsOn) {
+  HeadlessEventLoop& loop = desktop.Loop();
+  int ticks = 0;
+  auto timer = Ref<Timer>::New();
+  timer->Action = [&ticks](Timer&) { ++ticks; };
+  timer->Period(100);
+  loop.AdvanceClock(1000);
+  EXPECT_EQ(ticks, 0);  // a new timer is off
+  timer->RunMode(Timer::RunModeMultiple);
+  loop.AdvanceClock(250);
+  EXPECT_EQ(ticks, 2);
+  timer->Period(100);  // starts the period anew: the next tick is 100 ms from now
+  loop.AdvanceClock(99);
+  EXPECT_EQ(ticks, 2);
+  loop.AdvanceClock(1);
+  EXPECT_EQ(ticks, 3);
+  timer->Enabled(false);
+  loop.AdvanceClock(1000);
+  EXPECT_EQ(ticks, 3);
+  timer->Enabled(true);
+  timer->RunMode(Timer::RunModeSingle);
+  loop.AdvanceClock(1000);
+  EXPECT_EQ(ticks, 4);
+  EXPECT_EQ(timer->RunMode(), Timer::RunModeOff);
+  timer->RunMode(Timer::RunModeMultiple);
+  timer = nullptr;
+  loop.AdvanceClock(1000);
+  EXPECT_EQ(ticks, 4);
+  EXPECT_EQ(loop.ScheduledTimers(), 0u);
+}
+
+TEST_F(DesktopTest, ATimerThatDiesInItsOwnActionTicksNoMore) {
+  auto timer = Ref<Timer>::New();
+  int ticks = 0;
+  timer->Action = [&](Timer&) {
+    ++ticks;
+    timer = nullptr;
+  };
+  timer->RunMode(Timer::RunModeMultiple);
+  desktop.Loop().AdvanceClock(5000);
+  EXPECT_EQ(ticks, 1);
+}
+
+TEST(MenuTest, ItemsByNameAndTheShapeOfATree) {
+  auto bar = Ref<MenuBar>::New();
+  auto file = Ref<MenuItem>::New("File", "&File");
+  bar->AddMenu(file);
+  file->AddMenu(Ref<MenuItem>::New("Open", "Open", "Cmd+O", false));
+  file->AddMenu(Ref<QuitMenuItem>::New("Quit", "&Quit"));
+  EXPECT_EQ(bar->Child("File"), file);
+  EXPECT_TRUE(bar->Child("Open").IsNil());  // only the bar's own items
+  EXPECT_EQ(bar->FindItem("Open")->KeyboardShortcut(), "Cmd+O");
+  EXPECT_TRUE(bar->FindItem("Quit").As<QuitMenuItem>());
+  EXPECT_TRUE(bar->FindItem("Nothing").IsNil());
+  EXPECT_THROW(file->AddMenu(bar), RuntimeException);  // a menu can't hold itself
+  EXPECT_THROW(file->AddMenu(file), RuntimeException);
+  EXPECT_THROW(file->AddMenu(nullptr), NilObjectException);
+  EXPECT_THROW(file->Item(2), OutOfBoundsException);
+  EXPECT_EQ(file->Count(), 2);
+}
+
+TEST(FileTypeTest, ATypeIsKnownByNameOnceItsTextWasAskedFor) {
+  auto first = Ref<FileType>::New();
+  first->Name = "test/known";
+  EXPECT_TRUE(FileType::Lookup("test/known").IsNil());
+  EXPECT_EQ(first->Text(), "test/known");
+  EXPECT_EQ(FileType::Lookup("test/known"), first);
+  auto second = Ref<FileType>::New();
+  second->Name = "test/known";
+  (void)second->Text();
+  EXPECT_EQ(FileType::Lookup("test/known"), second);
+  FileType loose;  // not held by a Ref: it can only answer its name
+  loose.Name = "test/loose";
+  EXPECT_EQ(loose.Text(), "test/loose");
+  EXPECT_TRUE(FileType::Lookup("test/loose").IsNil());
+}
+
+// A window that records what the toolkit asks of it.
+class RecordingWindow : public Window {
+ public:
+  Strings calls;
+  void Layout() override { calls.push_back("Layout"); }
+  void CreateControls() override { calls.push_back("CreateControls"); }
+  void AddMenuHandlers(Object* target) override {
+    calls.push_back(target == this ? "AddMenuHandlers(this)" : "AddMenuHandlers");
+  }
+  void Event_Open() override { calls.push_back("Open"); }
+  void Event_Close() override { calls.push_back("Close"); }
+  void Event_DropObject(DragItem&, int) override { calls.push_back("Drop"); }
+  void Event_EnableMenuItems() override {
+    calls.push_back("EnableMenuItems");
+    if (const auto item = MenuBar()->FindItem("Manual")) item->Enable();
+  }
+};
+
+class WindowBaseTest : public DesktopTest {
+ protected:
+  void SetUp() override {
+    Application::MakeCurrent(app);
+    auto menu = Ref<MenuItem>::New("Menu", "Menu");
+    bar->AddMenu(menu);
+    menu->AddMenu(Ref<MenuItem>::New("Auto", "Auto"));
+    menu->AddMenu(Ref<MenuItem>::New("Manual", "Manual", "", false));
+    menu->AddMenu(Ref<MenuItem>::New("Never", "Never", "", false));
+    menu->AddMenu(Ref<QuitMenuItem>::New("Quit", "Quit"));
+    window->MenuBar(bar);
+    auto type = Ref<FileType>::New();
+    type->Name = "test/drop";
+    (void)type->Text();
+  }
+  Ref<Application> app = Ref<Application>::New();
+  Ref<MenuBar> bar = Ref<MenuBar>::New();
+  Ref<RecordingWindow> window = Window::Make<RecordingWindow>();
+};
+
+TEST_F(WindowBaseTest, MakingBuildsOpenAndCloseComeOnceAndTheLastCloseQuits) {
+  auto other = Window::Make<RecordingWindow>();
+  other->RaiseOpen();
+  window->RaiseOpen();
+  window->RaiseOpen();
+  app->AutoQuit(true);
+  window->RaiseClose();
+  window->RaiseClose();
+  EXPECT_EQ(window->calls,
+            (Strings{"Layout", "CreateControls", "AddMenuHandlers(this)", "Open", "Close"}));
+  EXPECT_FALSE(desktop.Loop().QuitRequested());  // another window is still open
+  other->RaiseClose();
+  EXPECT_TRUE(desktop.Loop().QuitRequested());
+}
+
+TEST_F(WindowBaseTest, WithoutAutoQuitClosingTheLastWindowDoesntQuit) {
+  window->RaiseOpen();
+  window->RaiseClose();
+  EXPECT_FALSE(desktop.Loop().QuitRequested());
+}
+
+TEST_F(WindowBaseTest, DropsArriveOnlyOnceAKnownTypeIsAcceptedAndWhileOpen) {
+  HeadlessDragItem drag({});
+  window->RaiseOpen();
+  window->AcceptFileDrop("test/unknown");
+  EXPECT_FALSE(window->RaiseDropObject(drag, 0));
+  window->AcceptFileDrop("test/unknown;test/drop;test/drop");
+  EXPECT_EQ(window->AcceptedFileTypes().size(), 1u);
+  EXPECT_TRUE(window->RaiseDropObject(drag, 0));
+  window->RaiseClose();
+  EXPECT_FALSE(window->RaiseDropObject(drag, 0));
+  EXPECT_EQ(std::count(window->calls.begin(), window->calls.end(), "Drop"), 1);
+}
+
+TEST_F(WindowBaseTest, MenuChoicesGoThroughEnablingToTheBoundAction) {
+  int chosen = 0;
+  window->AddMenuHandler("Manual", [&chosen] { return ++chosen > 0; });
+  window->AddMenuHandler("Never", [&chosen] { return ++chosen > 0; });
+  bar->FindItem("Never")->Enable();
+  EXPECT_TRUE(window->ChooseMenuItem("Manual"));
+  EXPECT_FALSE(window->ChooseMenuItem("Never"));  // disabled again before the choice
+  EXPECT_FALSE(window->ChooseMenuItem("Auto"));   // enabled, but nothing serves it
+  EXPECT_FALSE(window->ChooseMenuItem("Missing"));
+  EXPECT_EQ(chosen, 1);
+  EXPECT_TRUE(bar->FindItem("Auto")->Enabled());
+  EXPECT_FALSE(desktop.Loop().QuitRequested());
+  EXPECT_TRUE(window->ChooseMenuItem("Quit"));
+  EXPECT_TRUE(desktop.Loop().QuitRequested());
+}
+
+TEST(ApplicationTest, TheCurrentApplicationIsNotKeptAliveByTheToolkit) {
+  auto app = Ref<Application>::New();
+  Application::MakeCurrent(app);
+  EXPECT_EQ(Application::Current(), app);
+  app = nullptr;
+  EXPECT_TRUE(Application::Current().IsNil());
+}
+
+}  // namespace
+}  // namespace window_test

@@ -1,0 +1,243 @@
+// The headless list model: where rows go, opening and closing, indexes, sorting. A checker
+// watches every change through the model's notifications and checks the rules of the rows.
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+
+#include "Support.h"
+#include "platform/toolkit/Dictionary.h"
+
+namespace window_test {
+namespace {
+
+using Strings = std::vector<std::string>;
+using toolkit::OutOfBoundsException;
+using toolkit::RuntimeException;
+using toolkit::String;
+
+class ListModelTest : public ::testing::Test {
+ protected:
+  ListModelTest() {
+    toolkit::ListboxDesign design;
+    design.ColumnCount = 3;
+    list.ApplyDesign(design);
+  }
+  void TearDown() override { EXPECT_EQ(checker.Failures(), Strings{}); }
+
+  // Opening a row adds "<its text>.1" and "<its text>.2"; `between` runs between the two.
+  void ChildrenOnOpen(std::function<void(std::int64_t row)> between = nullptr) {
+    list.ExpandRow = [this, between](Listbox& l, std::int64_t row) {
+      ++opened;
+      const std::string name = l.Cell(row, 0).Bytes();
+      l.AddRow({name + ".1"});
+      if (between) between(row);
+      l.AddRow({name + ".2"});
+    };
+  }
+
+  ListModel list;
+  ListChecker checker{list};
+  int opened = 0;
+};
+
+TEST_F(ListModelTest, RowsAppendWithTheirCells) {
+  list.AddRow({"a"});
+  list.AddRow({"b", "c", "d", "beyond the last column"});
+  list.AddFolder("f");
+  EXPECT_EQ(Rows(list), (Strings{"a||", "b|c|d", "f|| +"}));
+  EXPECT_EQ(list.LastIndex(), 2);
+  EXPECT_TRUE(list.RowTag(2).IsNull());
+}
+
+TEST_F(ListModelTest, OpeningAddsChildrenBelowTheRowBeforeItReturns) {
+  ChildrenOnOpen([this](std::int64_t row) { EXPECT_TRUE(list.Expanded(row)); });
+  list.AddFolder("x");
+  list.AddFolder("y");
+  list.AddRow({"z"});
+  list.Expanded(1, true);
+  EXPECT_EQ(opened, 1);
+  list.Expanded(0, true);
+  EXPECT_EQ(Rows(list), (Strings{"x|| -", ">x.1||", ">x.2||", "y|| -", ">y.1||", ">y.2||", "z||"}));
+  EXPECT_EQ(list.LastIndex(), 2);
+}
+
+TEST_F(ListModelTest, AnOpeningInsideAnOpeningKeepsEachChildUnderItsRow) {
+  // The nested row opens in the middle of its parent's children.
+  ChildrenOnOpen([this](std::int64_t row) {
+    if (list.RowDepth(row) == 0) {
+      list.AddFolder("n");
+      list.Expanded(list.LastIndex(), true);
+    }
+  });
+  list.AddFolder("a");
+  list.Expanded(0, true);
+  EXPECT_EQ(Rows(list), (Strings{"a|| -", ">a.1||", ">n|| -", ">>n.1||", ">>n.2||", ">a.2||"}));
+}
+
+TEST_F(ListModelTest, OpeningAnEarlierRowMeanwhileMovesWhereChildrenGo) {
+  ChildrenOnOpen([this](std::int64_t row) {
+    if (row > 0) list.Expanded(0, true);
+  });
+  list.AddFolder("a");
+  list.AddFolder("b");
+  list.Expanded(1, true);
+  EXPECT_EQ(Rows(list), (Strings{"a|| -", ">a.1||", ">a.2||", "b|| -", ">b.1||", ">b.2||"}));
+}
+
+TEST_F(ListModelTest, ClosingRemovesChildrenAndTheirsAndReopeningBuildsAnew) {
+  ChildrenOnOpen([this](std::int64_t row) {
+    if (list.RowDepth(row) == 0) {
+      list.AddFolder("n");
+      list.Expanded(list.LastIndex(), true);
+    }
+  });
+  list.AddFolder("a");
+  list.AddRow({"z"});
+  list.Expanded(0, true);
+  const Strings open = Rows(list);
+  list.Expanded(0, false);
+  EXPECT_EQ(Rows(list), (Strings{"a|| +", "z||"}));
+  EXPECT_EQ(list.LastIndex(), -1);  // the last added row went with its parent
+  list.Expanded(0, true);
+  EXPECT_EQ(Rows(list), open);
+  EXPECT_EQ(opened, 4);
+}
+
+TEST_F(ListModelTest, OpeningAndClosingThatChangeNothing) {
+  ChildrenOnOpen();
+  list.AddRow({"plain"});
+  list.AddFolder("closed");
+  list.AddFolder("open");
+  list.Expanded(2, true);
+  const Strings before = Rows(list);
+  list.Expanded(0, true);   // a plain row doesn't open
+  list.Expanded(1, false);  // a closed row is closed
+  list.Expanded(2, true);   // an open row is open
+  EXPECT_EQ(Rows(list), before);
+  EXPECT_EQ(opened, 1);
+}
+
+TEST_F(ListModelTest, AHandlerThatRemovesItsRowOrRaises) {
+  struct Case {
+    const char* why;
+    std::function<void(ListModel&, std::int64_t row)> between;
+    bool raises;
+    Strings rows;
+  };
+  const Case cases[] = {
+      {"the list emptied: later rows start a new list",
+       [](ListModel& l, std::int64_t) { l.DeleteAllRows(); },
+       false,
+       {"r.2||"}},
+      {"the row closed itself: later rows go behind the last",
+       [](ListModel& l, std::int64_t row) { l.Expanded(row, false); },
+       false,
+       {"r|| +", "r.2||"}},
+      {"the handler raised: its rows stay and the row stays open",
+       [](ListModel&, std::int64_t) { throw RuntimeException("inside"); },
+       true,
+       {"r|| -", ">r.1||"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    list.DeleteAllRows();
+    ChildrenOnOpen([this, &c](std::int64_t row) { c.between(list, row); });
+    list.AddFolder("r");
+    bool raised = false;
+    try {
+      list.Expanded(0, true);
+    } catch (const RuntimeException&) {
+      raised = true;
+    }
+    EXPECT_EQ(raised, c.raises);
+    EXPECT_EQ(Rows(list), c.rows);
+    list.AddRow({"after"});  // no opening is left running: a top row at the end
+    EXPECT_EQ(list.LastIndex(), list.ListCount() - 1);
+    EXPECT_EQ(list.RowDepth(list.LastIndex()), 0);
+  }
+}
+
+TEST_F(ListModelTest, DeletingAllRowsLetsTheirTagsGo) {
+  auto tag = toolkit::Ref<toolkit::Dictionary>::New();
+  const std::weak_ptr<toolkit::Dictionary> gone = tag.shared();
+  list.AddFolder("r");
+  list.RowTag(0, tag);
+  tag = nullptr;
+  EXPECT_FALSE(gone.expired());  // the row holds its tag
+  list.DeleteAllRows();
+  EXPECT_TRUE(gone.expired());
+  EXPECT_EQ(list.ListCount(), 0);
+  EXPECT_EQ(list.LastIndex(), -1);
+}
+
+TEST_F(ListModelTest, LastIndexFollowsItsRowWhenRowsAboveGo) {
+  ChildrenOnOpen();
+  list.AddFolder("a");
+  list.Expanded(0, true);
+  list.AddRow({"z"});
+  list.Expanded(0, false);
+  EXPECT_EQ(list.Cell(list.LastIndex(), 0).Bytes(), "z");
+}
+
+TEST_F(ListModelTest, BadIndexesRaiseOutOfBoundsAndChangeNothing) {
+  list.AddFolder("only");
+  const std::function<void()> calls[] = {
+      [&] { list.Cell(-1, 0); },       [&] { list.Cell(1, 0); },
+      [&] { list.Cell(0, 3); },        [&] { list.Cell(0, -1, "x"); },
+      [&] { list.RowTag(1); },         [&] { list.RowTag(-1, 5); },
+      [&] { list.RowDepth(1); },       [&] { list.RowIsFolder(-1); },
+      [&] { list.Expanded(1, true); }, [&] { (void)list.Expanded(-1); },
+  };
+  for (const auto& call : calls)
+    EXPECT_THROW(call(), OutOfBoundsException);
+  EXPECT_EQ(Rows(list), Strings{"only|| +"});
+}
+
+TEST_F(ListModelTest, AHeadingClickSortsTopRowsWithTheirChildrenUnlessServed) {
+  ChildrenOnOpen();
+  list.AddFolder("b");
+  list.AddRow({"c"});
+  list.AddRow({"a"});
+  list.Expanded(0, true);  // the last row added is "b.2"
+  list.SortColumn = [](Listbox&, std::int64_t column) { return column == 1; };
+  EXPECT_TRUE(list.RaiseSortColumn(1));
+  EXPECT_FALSE(list.RaiseSortColumn(5));  // no such column: nothing to sort by
+  EXPECT_EQ(Rows(list), (Strings{"b|| -", ">b.1||", ">b.2||", "c||", "a||"}));
+  EXPECT_FALSE(list.RaiseSortColumn(0));
+  EXPECT_EQ(Rows(list), (Strings{"a||", "b|| -", ">b.1||", ">b.2||", "c||"}));
+  EXPECT_EQ(list.Cell(list.LastIndex(), 0).Bytes(), "b.2");
+}
+
+TEST_F(ListModelTest, TheColumnCountStaysInRangeAndCellsFollowIt) {
+  list.AddRow({"a", "b", "c"});
+  toolkit::ListboxDesign design;
+  design.ColumnCount = 2;
+  list.ApplyDesign(design);
+  design.ColumnCount = 3;
+  design.Visible = false;
+  list.ApplyDesign(design);
+  EXPECT_EQ(Rows(list), Strings{"a|b|"});  // the third cell went with the third column
+  EXPECT_FALSE(list.Visible());
+  for (const auto& [asked, kept] : {std::pair{0, 1}, {-4, 1}, {100000, 256}}) {
+    design.ColumnCount = asked;
+    list.ApplyDesign(design);
+    EXPECT_EQ(list.ColumnCount(), kept);
+  }
+}
+
+TEST_F(ListModelTest, KeysGoToTheHandler) {
+  EXPECT_FALSE(list.RaiseKeyDown("x"));
+  String seen;
+  list.KeyDown = [&seen](Listbox&, const String& key) {
+    seen = key;
+    return key == "y";
+  };
+  EXPECT_FALSE(list.RaiseKeyDown("x"));
+  EXPECT_TRUE(list.RaiseKeyDown("y"));
+  EXPECT_EQ(seen, "y");
+}
+
+}  // namespace
+}  // namespace window_test

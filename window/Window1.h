@@ -1,0 +1,116 @@
+#pragma once
+
+#include <cstdint>
+
+#include "app/ReceiptRequester.h"
+#include "platform/toolkit/Controls.h"
+#include "platform/toolkit/DragItem.h"
+#include "platform/toolkit/FolderItem.h"
+#include "platform/toolkit/Listbox.h"
+#include "platform/toolkit/Menu.h"
+#include "platform/toolkit/WeakRef.h"
+#include "platform/toolkit/Window.h"
+
+// The program's one window: the list `lb` of receipts and their attributes, with the help
+// label `Label1` in its place while the list is empty, and the empty strip `Label2` below.
+//
+// Rows come from drops (Event_DropObject) and from the start-up folder "Supplemental Data"
+// (Event_Open); each readable receipt is an expandable row that holds the receipt's
+// attributes in its tag and opens into one row per decoded attribute (lb_ExpandRow). Nothing
+// is written anywhere: what the window shows lives in the list, and only there.
+class Window1 : public toolkit::Window {
+ public:
+  // The timer in the window's table of controls, which knows its window.
+  class _wrapper_Timer1 : public toolkit::Timer {
+   public:
+    void _SetWindow(toolkit::Window& window);
+    // The window, or nil when it has gone.
+    toolkit::Ref<toolkit::Window> Window() const { return ownerWindow.Value(); }
+    std::int64_t _Index() const { return Index; }
+    void _SetIndex(std::int64_t index) { Index = index; }
+
+    std::int64_t Index = -1;  // -1: not one of a set of controls
+    toolkit::WeakRef<toolkit::Window> ownerWindow;
+  };
+
+  Window1() = default;
+
+  // The implicit instance: made at the first request, then the same window at every request
+  // while it lives.
+  static toolkit::Ref<Window1> Instance();
+
+  // The request to refresh the receipt: nil until the command is first chosen, then the one
+  // request for the rest of the window's life.
+  toolkit::Ref<ReceiptRequester> rr;
+
+  // Controls, from the window's table of controls.
+  toolkit::Ref<toolkit::Listbox> lb() const;
+  toolkit::Ref<toolkit::Label> Label1() const;
+  toolkit::Ref<_wrapper_Timer1> Timer1() const;
+  toolkit::Ref<toolkit::Label> Label2() const;
+
+  // Opening a row whose tag holds a receipt's attributes adds one child row per decoded
+  // attribute, sorted by attribute number. Other rows open with no children.
+  void lb_ExpandRow(toolkit::Listbox& list, std::int64_t row);
+  // A click on a heading: served, so that the rows keep their order.
+  bool lb_SortColumn(toolkit::Listbox& list, std::int64_t column);
+  // Backspace and forward delete clear the list.
+  bool lb_KeyDown(toolkit::Listbox& list, const toolkit::String& key);
+  // Shows the list while it has rows and the help label while it has none.
+  void Timer1_Action(toolkit::Timer& timer);
+
+  // Menu items, from the window's menu bar; nil when the bar lacks one. NilObjectException
+  // when the window has no menu bar.
+  toolkit::Ref<toolkit::MenuItem> EditMenu() const;
+  toolkit::Ref<toolkit::MenuItem> EditSelectAll() const;
+  toolkit::Ref<toolkit::MenuItem> UntitledMenu0() const;
+  toolkit::Ref<toolkit::MenuItem> EditClear() const;
+  toolkit::Ref<toolkit::MenuItem> EditPaste() const;
+  toolkit::Ref<toolkit::MenuItem> EditCopy() const;
+  toolkit::Ref<toolkit::MenuItem> EditCut() const;
+  toolkit::Ref<toolkit::MenuItem> UntitledMenu1() const;
+  toolkit::Ref<toolkit::MenuItem> EditUndo() const;
+  toolkit::Ref<toolkit::MenuItem> FileMenu() const;
+  toolkit::Ref<toolkit::QuitMenuItem> FileQuit() const;
+  toolkit::Ref<toolkit::MenuItem> FileRequestToRefreshTheReceipt() const;
+  toolkit::Ref<toolkit::MenuItem> FileShowMACs() const;
+
+  // Menu actions; each answers true, the choice served.
+  // Starts the one refresh request; once it exists, only sounds the alert.
+  bool _FileRequestToRefreshTheReceipt_Action();
+  bool _EditClear_Action();
+
+  // Reads the receipt `file` and adds its row, named `name`, with the attributes in its tag.
+  // False, with no row added, for a nil file, a folder, or a file that gives no receipt or
+  // raises a RuntimeException while it is read.
+  bool listReceipt(const toolkit::Ref<toolkit::FolderItem>& file, const toolkit::String& name);
+  // Removes every row. Nothing else changes.
+  void clearList();
+
+ protected:
+  void Layout() override;
+  void CreateControls() override;
+  void _CreateControls0();
+  void AddMenuHandlers(toolkit::Object* target) override;
+
+  void Event_EnableMenuItems() override;
+  // Hides the refresh command, lists the receipts of "Supplemental Data/_MASReceipt" (or the
+  // row "No receipts" when that can't be reached) and starts taking drops.
+  void Event_Open() override;
+  // Each dropped item becomes a receipt row, a row that says why it isn't one, or (in a drop
+  // of several items, without the Option key) nothing.
+  void Event_DropObject(toolkit::DragItem& obj, int action) override;
+  // Closing the window ends the program.
+  void Event_Close() override;
+  bool Event_KeyDown(const toolkit::String& key) override;
+
+  // The item for `path`, as toolkit::GetFolderItem gives it, relative paths resolving against
+  // the executable's folder. Tests resolve them against a folder of their own.
+  virtual toolkit::Ref<toolkit::FolderItem> GetFolderItem(const toolkit::String& path,
+                                                          int pathType) const;
+
+ private:
+  // Backspace and forward delete clear the list, from the list and from the window alike.
+  bool ClearKey(const toolkit::String& key);
+  void AddInfoRow(const toolkit::String& name, const toolkit::String& info);
+};
