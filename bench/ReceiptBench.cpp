@@ -15,6 +15,7 @@
 #include <map>
 #include <string>
 
+#include "bench/Ratios.h"
 #include "receipts/CertTools.h"
 #include "tools/receiptmaker/ReceiptMaker.h"
 
@@ -149,36 +150,11 @@ void BM_ReadReceipt(benchmark::State& state) {
 }
 BENCHMARK(BM_ReadReceipt);
 
-// Prints the usual table and keeps each run's time per iteration for the ratios.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-        times[run.benchmark_name()] = run.GetAdjustedCPUTime();
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  std::map<std::string, double> times;
-};
-
-void PrintRatio(const RatioReporter& r, const std::string& a, const std::string& b) {
-  const auto ia = r.times.find(a);
-  const auto ib = r.times.find(b);
-  if (ia == r.times.end() || ib == r.times.end() || ib->second <= 0) return;
-  std::printf("ratio %s / %s = %.3f\n", a.c_str(), b.c_str(), ia->second / ib->second);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
-  PrintRatio(reporter, "BM_Parse", "BM_BareHeaderWalk");
-  PrintRatio(reporter, "BM_ReadReceipt", "BM_ContainerParse");
+  bench::RunWithRatios(
+      &argc, argv, {{"BM_Parse", "BM_BareHeaderWalk"}, {"BM_ReadReceipt", "BM_ContainerParse"}});
   std::error_code ec;
   std::filesystem::remove(RealisticReceipt(), ec);
   return 0;

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "app/App.h"
+#include "bench/Ratios.h"
 #include "platform/toolkit/Desktop.h"
 #include "platform/toolkit/ListModel.h"
 #include "receipts/CertTools.h"
@@ -166,37 +167,13 @@ void BM_Expand2000(benchmark::State& state) {
 }
 BENCHMARK(BM_Expand2000)->Unit(benchmark::kMicrosecond);
 
-// Prints the usual table and keeps each run's time per iteration for the ratios.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-        times[run.benchmark_name()] = run.GetAdjustedCPUTime();
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  std::map<std::string, double> times;
-};
-
-void PrintRatio(const RatioReporter& r, const std::string& a, const std::string& b) {
-  const auto ia = r.times.find(a);
-  const auto ib = r.times.find(b);
-  if (ia == r.times.end() || ib == r.times.end() || ib->second <= 0) return;
-  std::printf("ratio %s / %s = %.3f\n", a.c_str(), b.c_str(), ia->second / ib->second);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
-  PrintRatio(reporter, "BM_Drop1000", "BM_ReadReceipt1000");
-  PrintRatio(reporter, "BM_Expand2000", "BM_ReadLargeReceipt");
-  PrintRatio(reporter, "BM_Expand2000", "BM_Add2000ReadyRows");
+  bench::RunWithRatios(&argc, argv,
+                       {{"BM_Drop1000", "BM_ReadReceipt1000"},
+                        {"BM_Expand2000", "BM_ReadLargeReceipt"},
+                        {"BM_Expand2000", "BM_Add2000ReadyRows"}});
   std::error_code ec;
   fs::remove_all(Scratch(), ec);
   return 0;
