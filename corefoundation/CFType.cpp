@@ -1,14 +1,19 @@
 #include "corefoundation/CFType.h"
 
+#include "corefoundation/CFArray.h"
 #include "corefoundation/CFBoolean.h"
 #include "corefoundation/CFBundle.h"
 #include "corefoundation/CFData.h"
 #include "corefoundation/CFDate.h"
+#include "corefoundation/CFDictionary.h"
+#include "corefoundation/CFMutableArray.h"
 #include "corefoundation/CFMutableData.h"
+#include "corefoundation/CFMutableDictionary.h"
 #include "corefoundation/CFMutableString.h"
 #include "corefoundation/CFNull.h"
 #include "corefoundation/CFNumber.h"
 #include "corefoundation/CFString.h"
+#include "corefoundation/CFURL.h"
 #include "platform/toolkit/Exceptions.h"
 
 namespace CoreFoundation {
@@ -115,13 +120,16 @@ Variant CFType::VariantValue() const {
 // The factory's table, in its order; the first row whose class id matches makes the wrapper.
 //
 //   id of          wrapper made
+//   CFArray        CFMutableArray if mutability is not 0, else CFArray
 //   CFBoolean      none: the shared GetTrue or GetFalse
 //   CFBundle       CFBundle
 //   CFData         CFMutableData if mutability is 2, else CFData
 //   CFDate         CFDate
+//   CFDictionary   CFMutableDictionary if mutability is 2, else CFDictionary
 //   CFNumber       CFNumber
 //   CFString       CFMutableString if mutability is 2, else CFString
 //   CFNull         CFNull
+//   CFURL          CFURL
 //   anything else  plain CFType (errors too)
 Ref<CFType> CFType::NewObject(Ptr ref, bool hasOwnership, std::int64_t mutability) {
   if (ref == nullptr) return New();
@@ -129,6 +137,10 @@ Ref<CFType> CFType::NewObject(Ptr ref, bool hasOwnership, std::int64_t mutabilit
   if (!hasOwnership) Retain(ref);
   const auto id = static_cast<std::uint32_t>(CFGetTypeID(ref));
 
+  if (id == CFArray::ClassID()) {
+    if (mutability != 0) return CFMutableArray::New(ref, true);
+    return CFArray::New(ref, true);
+  }
   if (id == CFBoolean::ClassID()) {
     static bool initialized = false;
     static Ptr b = nullptr;
@@ -146,12 +158,17 @@ Ref<CFType> CFType::NewObject(Ptr ref, bool hasOwnership, std::int64_t mutabilit
     return CFData::New(ref, true);
   }
   if (id == CFDate::ClassID()) return CFDate::New(ref, true);
+  if (id == CFDictionary::ClassID()) {
+    if (mutability == 2) return CFMutableDictionary::New(ref, true);
+    return CFDictionary::New(ref, true);
+  }
   if (id == CFNumber::ClassID()) return CFNumber::New(ref, true);
   if (id == CFString::ClassID()) {
     if (mutability == 2) return CFMutableString::New(ref, true);
     return CFString::New(ref, true);
   }
   if (id == CFNull::ClassID()) return CFNull::New(ref, true);
+  if (id == CFURL::ClassID()) return CFURL::New(ref, true);
 
   Ref<CFType> plain = New();
   plain->AdoptNoVerify(ref, true);

@@ -1,7 +1,8 @@
 #pragma once
 
-// Arrays. So far only their type id and the callback structure of arrays of CF objects, which
-// the framework bundles export as "kCFTypeArrayCallBacks".
+// Arrays: ordered values, kept as their callbacks say. Arrays of CF objects use the structure
+// that the framework bundles export as "kCFTypeArrayCallBacks" (retain on store, release on
+// removal, equality by CFEqual).
 
 #include "platform/cf/CFBase.h"
 
@@ -27,5 +28,33 @@ struct CFArrayCallBacks {
 extern "C" {
 
 CFTypeID CFArrayGetTypeID(void);
+
+// A new immutable array (Create rule) of `numValues` values read from `values`, each stored
+// through `callBacks` (NULL: stored as they are). `values` may be NULL when `numValues` is 0.
+// NULL for a negative count or NULL values with a positive count.
+CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex numValues,
+                         const CFArrayCallBacks* callBacks);
+// A new immutable array (Create rule) of the same values and callbacks.
+CFArrayRef CFArrayCreateCopy(CFAllocatorRef allocator, CFArrayRef theArray);
+// A new empty mutable array (Create rule) that holds at most `capacity` values (0: no limit).
+CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
+                                       const CFArrayCallBacks* callBacks);
+// A new mutable array (Create rule) of the same values and callbacks; NULL when the array
+// holds more than a non-zero `capacity`.
+CFMutableArrayRef CFArrayCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
+                                           CFArrayRef theArray);
+
+CFIndex CFArrayGetCount(CFArrayRef theArray);
+// The value at `idx`, borrowed from the array (Get rule); NULL for an index outside it.
+const void* CFArrayGetValueAtIndex(CFArrayRef theArray, CFIndex idx);
+// Whether a value in `range` equals `value` by the array's equality.
+Boolean CFArrayContainsValue(CFArrayRef theArray, CFRange range, const void* value);
+
+// The changes of mutable arrays. Stored values are retained through the callbacks and
+// replaced or removed ones released. An index of `count` in CFArraySetValueAtIndex appends.
+void CFArrayAppendValue(CFMutableArrayRef theArray, const void* value);
+void CFArraySetValueAtIndex(CFMutableArrayRef theArray, CFIndex idx, const void* value);
+void CFArrayRemoveValueAtIndex(CFMutableArrayRef theArray, CFIndex idx);
+void CFArrayRemoveAllValues(CFMutableArrayRef theArray);
 
 }  // extern "C"

@@ -11,6 +11,7 @@
 #include "platform/cf/CFDictionary.h"
 #include "platform/cf/CFNumber.h"
 #include "platform/cf/CFString.h"
+#include "platform/cf/CFURL.h"
 #include "platform/cf/Runtime.h"
 
 struct OpaqueCFBundle : cf::Object {
@@ -85,6 +86,21 @@ std::span<const Symbol> SymbolTable() {
   return table;
 }
 
+struct Function {
+  std::string_view name;
+  void* address;
+};
+
+std::span<const Function> FunctionTable() {
+  static const Function table[] = {
+      {"CFURLCreateWithString", reinterpret_cast<void*>(&CFURLCreateWithString)},
+      {"CFURLCreateWithFileSystemPath", reinterpret_cast<void*>(&CFURLCreateWithFileSystemPath)},
+      {"CFURLGetFileSystemRepresentation",
+       reinterpret_cast<void*>(&CFURLGetFileSystemRepresentation)},
+  };
+  return table;
+}
+
 // The framework bundles, made at first use and never freed.
 const std::array<OpaqueCFBundle*, 2>& BuiltInBundles() {
   static const std::array<OpaqueCFBundle*, 2> bundles = {
@@ -144,6 +160,20 @@ void* CFBundleGetDataPointerForName(CFBundleRef bundle, CFStringRef symbolName) 
   const std::string name = cf::UTF8Of(symbolName);
   for (const cf::Symbol& symbol : cf::SymbolTable()) {
     if (symbol.name == name) return symbol.address;
+  }
+  return nullptr;
+}
+
+void* CFBundleGetFunctionPointerForName(CFBundleRef bundle, CFStringRef functionName) {
+  CountCall();
+  const auto* b = Cast<OpaqueCFBundle>(bundle, "CFBundleGetFunctionPointerForName");
+  if (b == nullptr ||
+      cf::Expect(functionName, cf::kStringTypeID, "CFBundleGetFunctionPointerForName") == nullptr) {
+    return nullptr;
+  }
+  const std::string name = cf::UTF8Of(functionName);
+  for (const cf::Function& function : cf::FunctionTable()) {
+    if (function.name == name) return function.address;
   }
   return nullptr;
 }

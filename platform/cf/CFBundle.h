@@ -17,6 +17,8 @@
 //   kCFErrorLocalizedDescriptionKey            CFStringRef
 //
 // Carbon is an umbrella of CoreFoundation on the platform, so both answer every symbol.
+// They also answer some of this library's functions by name (CFBundleGetFunctionPointerForName),
+// for callers that look a function up before they call it.
 
 #include "platform/cf/CFBase.h"
 
@@ -33,5 +35,9 @@ CFStringRef CFBundleGetIdentifier(CFBundleRef bundle);
 // The address of the data symbol of that name, which holds a value of the type that the
 // symbol's name tells; NULL when the bundle exports no such symbol. Nothing is retained.
 void* CFBundleGetDataPointerForName(CFBundleRef bundle, CFStringRef symbolName);
+// The address of the function of that name, to be cast to its type; NULL when the bundle
+// exports no such function. The framework bundles export CFURLCreateWithString,
+// CFURLCreateWithFileSystemPath and CFURLGetFileSystemRepresentation.
+void* CFBundleGetFunctionPointerForName(CFBundleRef bundle, CFStringRef functionName);
 
 }  // extern "C"

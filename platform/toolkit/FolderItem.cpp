@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <string>
+#include <string_view>
 #include <system_error>
 
 namespace toolkit {
@@ -49,6 +51,31 @@ Ref<FolderItem> GetFolderItem(const String& path, int pathType) {
   std::error_code ec;
   if (p.has_relative_path() && !fs::is_directory(p.parent_path(), ec)) return nullptr;
   return Ref<FolderItem>::New(p);
+}
+
+Ref<FolderItem> GetTrueFolderItem(const String& path, int pathType) {
+  // GetFolderItem never follows a link, so the true item is the one it finds.
+  if (pathType != 0 && pathType != 3) return nullptr;
+  return GetFolderItem(path, 0);
+}
+
+String FolderItem::URLPath() const {
+  static constexpr std::string_view kPlain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~!$&'()*+,;=:@/";
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  std::string url = "file://";
+  for (const char c : path_.string()) {
+    if (kPlain.find(c) != std::string_view::npos) {
+      url += c;
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      url += '%';
+      url += kHex[byte >> 4];
+      url += kHex[byte & 15];
+    }
+  }
+  if (Directory() && url.back() != '/') url += '/';
+  return String(url);
 }
 
 String FolderItem::Name() const {

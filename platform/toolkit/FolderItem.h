@@ -29,6 +29,9 @@ class FolderItem : public Object {
   bool Directory() const;
   // Whether the item is an alias, which here is a symbolic link.
   bool Alias() const;
+  // The item as a "file" URL: the path with every byte escaped that a URL path may not hold,
+  // and a "/" at the end for a folder.
+  String URLPath() const;
   // The size in bytes of a file; 0 for a folder or a missing item.
   std::int64_t Length() const;
 
@@ -65,6 +68,10 @@ std::filesystem::path ExecutableFolder();
 // against the folder of the executable. Nil for an empty path, or when the folder that
 // would hold the item does not exist. `pathType` 0 is the native path form, the only one.
 Ref<FolderItem> GetFolderItem(const String& path, int pathType = 0);
+
+// The item for `path` as GetFolderItem finds it, a link at its end staying the link itself.
+// `pathType` is 0 or 3, the native path form under its two names; nil for any other.
+Ref<FolderItem> GetTrueFolderItem(const String& path, int pathType = 3);
 
 // An open file. The stream owns its handle and closes it when it is closed or dies.
 class BinaryStream : public Object {
