@@ -1,0 +1,52 @@
+// Quellmark's entry point: the toolkit's runtime on Qt, the application, the window, the event
+// loop. The program reads no arguments and no environment of its own.
+#include <QApplication>
+#include <QGuiApplication>
+#include <QIcon>
+#include <cstdio>
+
+#include "app/App.h"
+#include "platform/qt/QtDesktop.h"
+#include "platform/qt/WindowHost.h"
+#include "window/Window1.h"
+
+namespace {
+
+int Run(int argc, char** argv) {
+  // High resolution: logical sizes scale by the screen's exact factor. The palette is the
+  // system's, dark or light, as long as nothing sets colours of its own.
+  QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
+      Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+  QApplication qapp(argc, argv);
+  QApplication::setApplicationName(QStringLiteral("Quellmark"));
+  QApplication::setDesktopFileName(QStringLiteral("org.quellmark.Quellmark"));
+  QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("org.quellmark.Quellmark")));
+  // Closing the window ends the program through the application object's AutoQuit.
+  QApplication::setQuitOnLastWindowClosed(false);
+  qt::QtDesktop desktop;
+
+  int status = 0;
+  qt::Guard([&] {
+    const auto app = StartApplication();
+    const auto window = Window1::Instance();
+    qt::WindowHost host(window);
+    host.show();
+    window->RaiseOpen();
+    app->RaiseOpen();
+    host.SyncMenus();
+    status = QApplication::exec();
+    if (window->IsOpen()) window->RaiseClose();
+  });
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "quellmark: %s\n", e.what());
+    return 1;
+  }
+}

@@ -1,0 +1,163 @@
+#include "platform/qt/QtDesktop.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QMessageBox>
+#include <QTimer>
+#include <cstdio>
+#include <memory>
+
+#include "platform/toolkit/ListModel.h"
+
+namespace qt {
+
+namespace {
+
+QString ToQString(const toolkit::String& s) {
+  const std::string_view v = s.View();
+  return QString::fromUtf8(v.data(), static_cast<qsizetype>(v.size()));
+}
+
+}  // namespace
+
+QtEventLoop::QtEventLoop() = default;
+QtEventLoop::~QtEventLoop() = default;
+
+void QtEventLoop::Post(std::function<void()> task) {
+  tasks_.push_back(std::move(task));
+  QMetaObject::invokeMethod(
+      &context_, [this] { RunOne(); }, Qt::QueuedConnection);
+}
+
+void QtEventLoop::RunOne() {
+  if (tasks_.empty()) return;  // RunPending got there first
+  auto task = std::move(tasks_.front());
+  tasks_.pop_front();
+  Guard([&] { task(); });
+}
+
+std::size_t QtEventLoop::RunPending() {
+  std::size_t n = tasks_.size();
+  std::size_t ran = 0;
+  while (n-- > 0 && !tasks_.empty()) {
+    auto task = std::move(tasks_.front());
+    tasks_.pop_front();
+    task();
+    ++ran;
+  }
+  return ran;
+}
+
+void QtEventLoop::Schedule(std::int64_t periodMs, bool repeating, std::function<bool()> tick) {
+  auto* timer = new QTimer(&context_);
+  timer->setTimerType(Qt::PreciseTimer);
+  timer->setSingleShot(!repeating);
+  timer->setInterval(static_cast<int>(periodMs));
+  QObject::connect(timer, &QTimer::timeout, timer, [timer, repeating, tick = std::move(tick)] {
+    const bool again = Guard([&] { return tick(); });
+    if (!again || !repeating) timer->deleteLater();
+  });
+  timer->start();
+}
+
+void QtEventLoop::Quit() {
+  QCoreApplication::exit(0);
+}
+
+void ReportUnhandled(const char* what) {
+  std::fprintf(stderr, "quellmark: unhandled exception: %s\n", what);
+  QCoreApplication::exit(1);
+}
+
+QtLabel::QtLabel() : widget_(new QLabel) {
+  widget_->setAccessibleName(QStringLiteral("Label"));
+}
+
+QtLabel::~QtLabel() {
+  // A label never placed in a window has no parent to delete it.
+  if (widget_ && !widget_->parent()) delete widget_.data();
+}
+
+void QtLabel::ApplyDesign(const toolkit::LabelDesign& design) {
+  design_ = design;
+  if (widget_) {
+    widget_->setWordWrap(design.Multiline);
+    Qt::Alignment align = Qt::AlignVCenter;
+    if (design.TextAlignment == 2) align = Qt::AlignCenter;
+    if (design.TextAlignment == 3) align = Qt::AlignRight | Qt::AlignVCenter;
+    if (design.Multiline) align = (align & Qt::AlignHorizontal_Mask) | Qt::AlignTop;
+    widget_->setAlignment(align);
+    widget_->setTextInteractionFlags(design.Selectable ? Qt::TextSelectableByMouse
+                                                       : Qt::NoTextInteraction);
+    if (design.FontSize > 0) {
+      QFont font = widget_->font();
+      font.setPointSizeF(design.FontSize);
+      widget_->setFont(font);
+    }
+    // The design's text colour is left out: the palette's colour follows dark and light.
+  }
+  Visible(design.Visible);
+  Text(design.Text);
+}
+
+void QtLabel::Visible(bool visible) {
+  visible_ = visible;
+  if (widget_ && widget_->parent()) widget_->setVisible(visible);
+}
+
+void QtLabel::Text(const toolkit::String& text) {
+  text_ = text;
+  if (!widget_) return;
+  // The toolkit's line ends are carriage returns.
+  QString shown = ToQString(text);
+  shown.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+  widget_->setText(shown);
+  widget_->setAccessibleName(shown.isEmpty() ? QStringLiteral("Status") : shown);
+}
+
+namespace {
+QtDesktop* installed = nullptr;
+}  // namespace
+
+QtDesktop::QtDesktop() : previous_(Install(this)) {
+  installed = this;
+}
+
+QtDesktop::~QtDesktop() {
+  if (installed == this) installed = nullptr;
+  // Only put back what this one replaced if nobody has installed another meanwhile.
+  Desktop* const now = Install(previous_);
+  if (now != this) Install(now);
+}
+
+QtDesktop* QtDesktop::Current() {
+  return installed;
+}
+
+void QtDesktop::MsgBox(const toolkit::String& text) {
+  QMessageBox box(QMessageBox::NoIcon, QCoreApplication::applicationName(), ToQString(text),
+                  QMessageBox::Ok, QApplication::activeWindow());
+  box.exec();
+}
+
+void QtDesktop::Beep() {
+  QApplication::beep();
+}
+
+bool QtDesktop::OptionKey() {
+  const Qt::KeyboardModifiers m =
+      modifiers_ ? *modifiers_ : QGuiApplication::queryKeyboardModifiers();
+  return m.testFlag(Qt::AltModifier);
+}
+
+toolkit::Ref<toolkit::Listbox> QtDesktop::NewListbox() {
+  // The window's view shows this model; it is the one store of the rows.
+  return toolkit::Ref<toolkit::ListModel>::New();
+}
+
+toolkit::Ref<toolkit::Label> QtDesktop::NewLabel() {
+  return toolkit::Ref<QtLabel>::New();
+}
+
+}  // namespace qt

@@ -1,0 +1,327 @@
+#include "platform/qt/WindowHost.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QFile>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMimeData>
+#include <QUrl>
+#include <filesystem>
+
+#include "platform/qt/QtDesktop.h"
+#include "platform/toolkit/Desktop.h"
+#include "platform/toolkit/DragItem.h"
+
+namespace qt {
+
+namespace {
+
+QString ToQString(const toolkit::String& s) {
+  const std::string_view v = s.View();
+  return QString::fromUtf8(v.data(), static_cast<qsizetype>(v.size()));
+}
+
+// The toolkit's shortcut text ("Cmd+Shift+R", or a key's own text) as a Qt key sequence: Cmd
+// is Ctrl here.
+QKeySequence ToKeySequence(const toolkit::String& shortcut) {
+  if (shortcut == toolkit::Chr(8)) return QKeySequence(Qt::Key_Backspace);
+  if (shortcut == toolkit::Chr(127)) return QKeySequence(Qt::Key_Delete);
+  QString text = ToQString(shortcut);
+  text.replace(QStringLiteral("Cmd+"), QStringLiteral("Ctrl+"));
+  return QKeySequence::fromString(text, QKeySequence::PortableText);
+}
+
+// The files of one drop: the local files of its URLs, in order, each item as it is (a link
+// stays a link, the toolkit's alias).
+class QtDragItem final : public toolkit::DragItem {
+ public:
+  explicit QtDragItem(const QList<QUrl>& urls) {
+    for (const QUrl& url : urls) {
+      if (url.isLocalFile()) {
+        const QByteArray path = QFile::encodeName(url.toLocalFile());
+        items_.push_back(toolkit::Ref<toolkit::FolderItem>::New(
+            std::filesystem::path(std::string(path.constData(), path.size()))));
+      } else {
+        items_.push_back(nullptr);
+      }
+    }
+  }
+  toolkit::Ref<toolkit::FolderItem> FolderItem() const override {
+    return current_ < items_.size() ? items_[current_] : nullptr;
+  }
+  bool NextItem() override {
+    if (current_ + 1 >= items_.size()) return false;
+    ++current_;
+    return true;
+  }
+
+ private:
+  std::vector<toolkit::Ref<toolkit::FolderItem>> items_;
+  std::size_t current_ = 0;
+};
+
+}  // namespace
+
+toolkit::String KeyText(const QKeyEvent& event) {
+  if (event.key() == Qt::Key_Backspace) return toolkit::Chr(8);
+  if (event.key() == Qt::Key_Delete) return toolkit::Chr(127);
+  const QByteArray text = event.text().toUtf8();
+  return toolkit::String(std::string(text.constData(), static_cast<std::size_t>(text.size())),
+                         toolkit::TextEncoding::UTF8);
+}
+
+WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
+    : QMainWindow(parent), window_(std::move(window)), area_(new QWidget(this)) {
+  const toolkit::WindowProperties& p = window_->Properties();
+  setWindowTitle(ToQString(p.Title));
+  setCentralWidget(area_);
+  area_->setAcceptDrops(true);
+  setAcceptDrops(true);
+  setMinimumSize(static_cast<int>(p.MinimumWidth), static_cast<int>(p.MinimumHeight));
+
+  for (const auto& [name, control] : window_->Controls()) {
+    if (const auto list = control.As<toolkit::ListModel>()) {
+      model_ = new ListItemModel(list, this);
+      view_ = new QTreeView(area_);
+      view_->setObjectName(ToQString(name));
+      view_->setAccessibleName(QStringLiteral("Receipts"));
+      view_->setModel(model_);
+      view_->setSelectionMode(QAbstractItemView::SingleSelection);
+      view_->setSelectionBehavior(QAbstractItemView::SelectRows);
+      view_->setSortingEnabled(false);
+      view_->setUniformRowHeights(true);
+      view_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+      view_->setAcceptDrops(true);
+      view_->viewport()->installEventFilter(this);
+      view_->installEventFilter(this);
+      const toolkit::ListboxDesign& d = list->Design();
+      view_->setHeaderHidden(!d.HasHeader);
+      view_->header()->setSectionsClickable(true);
+      view_->header()->setSectionResizeMode(d.AllowResizableColumns ? QHeaderView::Interactive
+                                                                    : QHeaderView::Fixed);
+      view_->header()->setStretchLastSection(true);
+      view_->setFrameShape(d.HasBorder ? QFrame::StyledPanel : QFrame::NoFrame);
+      view_->setVisible(list->Visible());
+      connect(view_->header(), &QHeaderView::sectionClicked, this,
+              [list](int section) { Guard([&] { list->RaiseSortColumn(section); }); });
+      connect(view_, &QTreeView::expanded, this, [this](const QModelIndex& index) {
+        const std::int64_t row = model_->ListRow(index);
+        if (row >= 0) Guard([&] { model_->List()->Expanded(row, true); });
+      });
+      connect(view_, &QTreeView::collapsed, this, [this](const QModelIndex& index) {
+        const std::int64_t row = model_->ListRow(index);
+        if (row >= 0) Guard([&] { model_->List()->Expanded(row, false); });
+      });
+      model_->OnVisibility = [this](bool visible) { view_->setVisible(visible); };
+      // A row that the program opens or closes shows so in the view.
+      model_->OnRowChanged = [this](std::int64_t row) {
+        const QModelIndex index = model_->IndexOf(row);
+        if (index.isValid() && view_->isExpanded(index) != model_->List()->Expanded(row))
+          view_->setExpanded(index, model_->List()->Expanded(row));
+      };
+      placed_.push_back({view_, d});
+    } else if (const auto label = control.As<QtLabel>()) {
+      QLabel* w = label->Widget();
+      w->setParent(area_);
+      w->setObjectName(ToQString(name));
+      w->setVisible(label->Visible());
+      placed_.push_back({w, label->Design()});
+    }
+  }
+  BuildMenus();
+  const int menuHeight = menuBar()->sizeHint().height();
+  resize(static_cast<int>(p.Width), static_cast<int>(p.Height) + menuHeight);
+}
+
+WindowHost::~WindowHost() = default;
+
+void WindowHost::BuildMenus() {
+  const auto bar = window_->MenuBar();
+  if (!bar) return;
+  for (std::int64_t i = 0; i < bar->Count(); ++i) {
+    const auto item = bar->Item(i);
+    QMenu* menu = menuBar()->addMenu(ToQString(item->Text()));
+    menu->setObjectName(ToQString(item->Name()));
+    connect(menu, &QMenu::aboutToShow, this, [this] { SyncMenus(); });
+    AddItems(menu, item);
+  }
+  SyncMenus();
+}
+
+void WindowHost::AddItems(QMenu* menu, const toolkit::Ref<toolkit::MenuItem>& parent) {
+  for (std::int64_t i = 0; i < parent->Count(); ++i) {
+    const auto item = parent->Item(i);
+    QAction* action = nullptr;
+    if (item->IsSeparator()) {
+      action = menu->addSeparator();
+    } else if (item->Count() > 0) {
+      QMenu* sub = menu->addMenu(ToQString(item->Text()));
+      AddItems(sub, item);
+      action = sub->menuAction();
+    } else {
+      action = menu->addAction(ToQString(item->Text()));
+      action->setShortcutContext(Qt::WindowShortcut);
+      connect(action, &QAction::triggered, this, [this, item] { Choose(item); });
+      // Shortcuts of hidden items still work, as they do in menus elsewhere.
+      addAction(action);
+    }
+    action->setObjectName(ToQString(item->Name()));
+    actions_.push_back({action, item});
+  }
+}
+
+void WindowHost::SyncMenus() {
+  Guard([&] { window_->RaiseEnableMenuItems(); });
+  for (const MenuAction& a : actions_) {
+    a.action->setVisible(a.item->Visible());
+    a.action->setEnabled(a.item->Enabled());
+    if (!a.item->IsSeparator() && a.item->Count() == 0)
+      a.action->setShortcut(ToKeySequence(a.item->KeyboardShortcut()));
+  }
+}
+
+QAction* WindowHost::Action(const toolkit::String& name) const {
+  for (const MenuAction& a : actions_) {
+    if (a.item->Name() == name) return a.action;
+  }
+  return nullptr;
+}
+
+void WindowHost::Choose(const toolkit::Ref<toolkit::MenuItem>& item) {
+  const bool served = Guard([&] { return window_->ChooseMenuItem(item->Name()); });
+  // "Copy" is left to the toolkit: the selected row's cells, tab-separated.
+  if (!served && item->Name() == "EditCopy") CopyRow();
+  SyncMenus();
+}
+
+void WindowHost::CopyRow() {
+  if (!view_) return;
+  const QModelIndex current = view_->currentIndex();
+  const std::int64_t row = model_->ListRow(current);
+  if (row < 0) return;
+  QStringList cells;
+  for (std::int64_t c = 0; c < model_->List()->ColumnCount(); ++c)
+    cells << ToQString(model_->List()->Cell(row, c));
+  QApplication::clipboard()->setText(cells.join(QLatin1Char('\t')));
+}
+
+void WindowHost::closeEvent(QCloseEvent* event) {
+  Guard([&] { window_->RaiseClose(); });
+  event->accept();
+}
+
+void WindowHost::keyPressEvent(QKeyEvent* event) {
+  const bool served = Guard([&] { return window_->RaiseKeyDown(KeyText(*event)); });
+  if (!served) QMainWindow::keyPressEvent(event);
+}
+
+void WindowHost::resizeEvent(QResizeEvent* event) {
+  QMainWindow::resizeEvent(event);
+  PlaceControls();
+}
+
+void WindowHost::PlaceControls() {
+  const toolkit::WindowProperties& p = window_->Properties();
+  const int dx = area_->width() - static_cast<int>(p.Width);
+  const int dy = area_->height() - static_cast<int>(p.Height);
+  for (const Placed& c : placed_) {
+    const toolkit::ControlDesign& d = c.design;
+    int left = static_cast<int>(d.Left);
+    int top = static_cast<int>(d.Top);
+    int width = static_cast<int>(d.Width);
+    int height = static_cast<int>(d.Height);
+    // Locked to both edges, the control stretches; locked only to the far one, it moves.
+    if (d.LockRight) (d.LockLeft ? width : left) += dx;
+    if (d.LockBottom) (d.LockTop ? height : top) += dy;
+    c.widget->setGeometry(left, top, std::max(width, 0), std::max(height, 0));
+  }
+  if (view_ && !widthsSet_ && view_->width() > 0) {
+    // "30%", "130", "*": a share of the list's width, points, and the rest.
+    const auto& widths = model_->List()->Design().ColumnWidths;
+    for (std::size_t i = 0; i + 1 < widths.size(); ++i) {
+      const std::string_view w = widths[i].View();
+      int size = 0;
+      if (!w.empty() && w.back() == '%')
+        size = view_->width() * std::atoi(std::string(w.substr(0, w.size() - 1)).c_str()) / 100;
+      else if (w != "*")
+        size = std::atoi(std::string(w).c_str());
+      if (size > 0) view_->header()->resizeSection(static_cast<int>(i), size);
+    }
+    widthsSet_ = true;
+  }
+}
+
+bool WindowHost::TakesDrop(const QMimeData* mime) const {
+  if (window_->AcceptedFileTypes().empty() || !window_->IsOpen() || !mime || !mime->hasUrls())
+    return false;
+  for (const QUrl& url : mime->urls()) {
+    if (url.isLocalFile()) return true;
+  }
+  return false;
+}
+
+void WindowHost::Drop(QDropEvent* event) {
+  if (!TakesDrop(event->mimeData())) {
+    event->ignore();
+    return;
+  }
+  event->acceptProposedAction();
+  QtDragItem item(event->mimeData()->urls());
+  QtDesktop* desktop = QtDesktop::Current();
+  if (desktop) desktop->EventModifiers(event->modifiers());
+  Guard([&] { window_->RaiseDropObject(item, 0); });
+  if (desktop) desktop->EventModifiers(std::nullopt);
+}
+
+void WindowHost::dragEnterEvent(QDragEnterEvent* event) {
+  if (TakesDrop(event->mimeData()))
+    event->acceptProposedAction();
+  else
+    event->ignore();
+}
+
+void WindowHost::dragMoveEvent(QDragMoveEvent* event) {
+  if (TakesDrop(event->mimeData()))
+    event->acceptProposedAction();
+  else
+    event->ignore();
+}
+
+void WindowHost::dropEvent(QDropEvent* event) {
+  Drop(event);
+}
+
+bool WindowHost::eventFilter(QObject* watched, QEvent* event) {
+  if (view_ && watched == view_->viewport()) {
+    switch (event->type()) {
+      case QEvent::DragEnter:
+      case QEvent::DragMove: {
+        auto* e = static_cast<QDragMoveEvent*>(event);
+        if (TakesDrop(e->mimeData()))
+          e->acceptProposedAction();
+        else
+          e->ignore();
+        return true;
+      }
+      case QEvent::Drop:
+        Drop(static_cast<QDropEvent*>(event));
+        return true;
+      default:
+        break;
+    }
+  }
+  if (view_ && watched == view_ && event->type() == QEvent::KeyPress) {
+    auto* key = static_cast<QKeyEvent*>(event);
+    const toolkit::String text = KeyText(*key);
+    const bool served = Guard([&] { return model_->List()->RaiseKeyDown(text); });
+    if (served) return true;
+  }
+  return QMainWindow::eventFilter(watched, event);
+}
+
+}  // namespace qt

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QMainWindow>
+#include <QTreeView>
+#include <vector>
+
+#include "platform/qt/ListItemModel.h"
+#include "platform/toolkit/Window.h"
+
+class QAction;
+class QDropEvent;
+class QMenu;
+
+namespace qt {
+
+// The Qt window of a toolkit::Window: its controls laid out by their design and lock
+// properties, its menu bar, drops of local files, keys, and closing.
+class WindowHost final : public QMainWindow {
+ public:
+  explicit WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent = nullptr);
+  ~WindowHost() override;
+
+  // Asks the window which items are enabled and shows the menus' state, shortcuts included.
+  void SyncMenus();
+  // The view of the window's list, if it has one.
+  QTreeView* ListView() const { return view_; }
+  ListItemModel* ItemModel() const { return model_; }
+  // The action of the menu item named `name`, or null.
+  QAction* Action(const toolkit::String& name) const;
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dragMoveEvent(QDragMoveEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  struct Placed {
+    QWidget* widget;
+    toolkit::ControlDesign design;
+  };
+  struct MenuAction {
+    QAction* action;
+    toolkit::Ref<toolkit::MenuItem> item;
+  };
+
+  void BuildMenus();
+  void AddItems(QMenu* menu, const toolkit::Ref<toolkit::MenuItem>& parent);
+  void Choose(const toolkit::Ref<toolkit::MenuItem>& item);
+  void CopyRow();
+  void PlaceControls();
+  bool TakesDrop(const QMimeData* mime) const;
+  void Drop(QDropEvent* event);
+
+  toolkit::Ref<toolkit::Window> window_;
+  QWidget* area_;
+  QTreeView* view_ = nullptr;
+  ListItemModel* model_ = nullptr;
+  std::vector<Placed> placed_;
+  std::vector<MenuAction> actions_;
+  bool widthsSet_ = false;
+};
+
+// The toolkit's key text for a Qt key event: Chr(8) for Backspace, Chr(127) for Delete, the
+// typed text otherwise.
+toolkit::String KeyText(const QKeyEvent& event);
+
+}  // namespace qt
