@@ -37,33 +37,21 @@ QKeySequence ToKeySequence(const toolkit::String& shortcut) {
 }
 
 // The files of one drop: the local files of its URLs, in order, each item as it is (a link
-// stays a link, the toolkit's alias).
-class QtDragItem final : public toolkit::DragItem {
- public:
-  explicit QtDragItem(const QList<QUrl>& urls) {
-    for (const QUrl& url : urls) {
-      if (url.isLocalFile()) {
-        const QByteArray path = QFile::encodeName(url.toLocalFile());
-        items_.push_back(toolkit::Ref<toolkit::FolderItem>::New(
-            std::filesystem::path(std::string(path.constData(), path.size()))));
-      } else {
-        items_.push_back(nullptr);
-      }
+// stays a link, the toolkit's alias); a URL that is no local file is an item without a file.
+std::vector<toolkit::Ref<toolkit::FolderItem>> DroppedFiles(const QList<QUrl>& urls) {
+  std::vector<toolkit::Ref<toolkit::FolderItem>> items;
+  items.reserve(static_cast<std::size_t>(urls.size()));
+  for (const QUrl& url : urls) {
+    if (!url.isLocalFile()) {
+      items.push_back(nullptr);
+      continue;
     }
+    const QByteArray path = QFile::encodeName(url.toLocalFile());
+    items.push_back(toolkit::Ref<toolkit::FolderItem>::New(std::filesystem::path(
+        std::string(path.constData(), static_cast<std::size_t>(path.size())))));
   }
-  toolkit::Ref<toolkit::FolderItem> FolderItem() const override {
-    return current_ < items_.size() ? items_[current_] : nullptr;
-  }
-  bool NextItem() override {
-    if (current_ + 1 >= items_.size()) return false;
-    ++current_;
-    return true;
-  }
-
- private:
-  std::vector<toolkit::Ref<toolkit::FolderItem>> items_;
-  std::size_t current_ = 0;
-};
+  return items;
+}
 
 }  // namespace
 
@@ -271,7 +259,7 @@ void WindowHost::Drop(QDropEvent* event) {
     return;
   }
   event->acceptProposedAction();
-  QtDragItem item(event->mimeData()->urls());
+  toolkit::HeadlessDragItem item(DroppedFiles(event->mimeData()->urls()));
   QtDesktop* desktop = QtDesktop::Current();
   if (desktop) desktop->EventModifiers(event->modifiers());
   Guard([&] { window_->RaiseDropObject(item, 0); });
