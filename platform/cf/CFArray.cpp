@@ -68,6 +68,15 @@ bool IndexInside(CFIndex index, CFIndex count, std::string_view function) {
   return false;
 }
 
+// Whether the value may be stored: callbacks that retain take objects, never NULL.
+bool Storable(const CFArrayCallBacks* callBacks, const void* value, std::string_view function) {
+  if (value == nullptr && callBacks != nullptr && callBacks->retain != nullptr) {
+    Refuse(function, "NULL value in an array that retains its values");
+    return false;
+  }
+  return true;
+}
+
 bool ArrayEqual(const Object& a, const Object& b) {
   const auto& x = static_cast<const OpaqueCFArray&>(a);
   const auto& y = static_cast<const OpaqueCFArray&>(b);
@@ -130,6 +139,9 @@ CFArrayRef CFArrayCreate(CFAllocatorRef, const void** values, CFIndex numValues,
   if (numValues < 0 || (values == nullptr && numValues > 0)) {
     Refuse("CFArrayCreate", "no values of that count");
     return nullptr;
+  }
+  for (CFIndex i = 0; i < numValues; ++i) {
+    if (!cf::Storable(callBacks, values[i], "CFArrayCreate")) return nullptr;
   }
   return cf::NewArray(callBacks, false, 0, values, numValues);
 }
@@ -195,7 +207,7 @@ Boolean CFArrayContainsValue(CFArrayRef theArray, CFRange range, const void* val
 void CFArrayAppendValue(CFMutableArrayRef theArray, const void* value) {
   CountCall();
   OpaqueCFArray* array = cf::MutableArray(theArray, "CFArrayAppendValue");
-  if (array == nullptr) return;
+  if (array == nullptr || !cf::Storable(&array->callBacks, value, "CFArrayAppendValue")) return;
   if (array->capacity != 0 && array->Count() >= array->capacity) {
     Refuse("CFArrayAppendValue", "the array is full");
     return;
@@ -206,7 +218,9 @@ void CFArrayAppendValue(CFMutableArrayRef theArray, const void* value) {
 void CFArraySetValueAtIndex(CFMutableArrayRef theArray, CFIndex idx, const void* value) {
   CountCall();
   OpaqueCFArray* array = cf::MutableArray(theArray, "CFArraySetValueAtIndex");
-  if (array == nullptr) return;
+  if (array == nullptr || !cf::Storable(&array->callBacks, value, "CFArraySetValueAtIndex")) {
+    return;
+  }
   if (idx == array->Count()) {
     CFArrayAppendValue(theArray, value);
     return;

@@ -1,6 +1,7 @@
 #include "platform/cf/CFDictionary.h"
 
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -40,11 +41,12 @@ struct OpaqueCFDictionary : cf::Object {
   bool SameValue(const void* a, const void* b) const {
     return a == b || (valueCallBacks.equal != nullptr && valueCallBacks.equal(a, b) != 0);
   }
-  // The entry of `key`, or nullptr. The hash is compared first: it is cheaper than `equal`.
+  // The entry of `key`, or nullptr. Only the entries of the same hash are compared.
   Entry* Find(const void* key) {
-    const CFHashCode hash = HashOf(key);
-    for (Entry& entry : entries) {
-      if (entry.hash == hash && SameKey(entry.key, key)) return &entry;
+    const auto [first, last] = index.equal_range(HashOf(key));
+    for (auto it = first; it != last; ++it) {
+      Entry& entry = entries[it->second];
+      if (SameKey(entry.key, key)) return &entry;
     }
     return nullptr;
   }
@@ -70,7 +72,26 @@ struct OpaqueCFDictionary : cf::Object {
       return;
     }
     const void* kept = keyCallBacks.retain != nullptr ? keyCallBacks.retain(nullptr, key) : key;
-    entries.push_back({kept, KeepValue(value), HashOf(key)});
+    const CFHashCode hash = HashOf(key);
+    index.emplace(hash, entries.size());
+    entries.push_back({kept, KeepValue(value), hash});
+  }
+  // Takes the entry out of the dictionary and gives it to the caller, who drops it.
+  Entry Take(Entry* entry) {
+    const Entry taken = *entry;
+    entries.erase(entries.begin() + (entry - entries.data()));
+    // Later entries moved down by one, so the index is made anew.
+    index.clear();
+    for (std::size_t i = 0; i < entries.size(); ++i)
+      index.emplace(entries[i].hash, i);
+    return taken;
+  }
+  // Takes every entry out, for the caller to drop.
+  std::vector<Entry> TakeAll() {
+    index.clear();
+    std::vector<Entry> taken;
+    taken.swap(entries);
+    return taken;
   }
   CFIndex Count() const { return static_cast<CFIndex>(entries.size()); }
 
@@ -78,7 +99,10 @@ struct OpaqueCFDictionary : cf::Object {
   const CFDictionaryValueCallBacks valueCallBacks;
   const bool isMutable;
   const CFIndex capacity;  // 0 for no limit
+  // In the order the keys were first stored.
   std::vector<Entry> entries;
+  // Where the entries of each hash are.
+  std::unordered_multimap<CFHashCode, std::size_t> index;
 };
 
 namespace cf {
@@ -108,6 +132,18 @@ Dictionary* MutableDictionary(CFMutableDictionaryRef ref, std::string_view funct
     return nullptr;
   }
   return dictionary;
+}
+
+// Whether the pair may be stored: callbacks that retain take objects, never NULL.
+bool Storable(const CFDictionaryKeyCallBacks* keyCallBacks,
+              const CFDictionaryValueCallBacks* valueCallBacks, const void* key, const void* value,
+              std::string_view function) {
+  if ((key == nullptr && keyCallBacks != nullptr && keyCallBacks->retain != nullptr) ||
+      (value == nullptr && valueCallBacks != nullptr && valueCallBacks->retain != nullptr)) {
+    Refuse(function, "NULL key or value in a dictionary that retains them");
+    return false;
+  }
+  return true;
 }
 
 bool DictionaryEqual(const Object& a, const Object& b) {
@@ -153,6 +189,17 @@ std::string DictionaryContents(const Object& object) {
 
 }  // namespace
 
+const void* ValueForTextKey(const OpaqueCFDictionary& dictionary, std::string_view key) {
+  for (const Dictionary::Entry& entry : dictionary.entries) {
+    const Object* object = Find(entry.key);
+    if (object != nullptr && object->TypeID() == kStringTypeID &&
+        UTF8Of(static_cast<CFStringRef>(entry.key)) == key) {
+      return entry.value;
+    }
+  }
+  return nullptr;
+}
+
 extern const ClassRecord kDictionaryClass = {"CFDictionary", Finalize<OpaqueCFDictionary>,
                                              DictionaryEqual, DictionaryHash, DictionaryContents};
 
@@ -176,6 +223,11 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void
   if (numValues < 0 || ((keys == nullptr || values == nullptr) && numValues > 0)) {
     Refuse("CFDictionaryCreate", "no keys and values of that count");
     return nullptr;
+  }
+  for (CFIndex i = 0; i < numValues; ++i) {
+    if (!cf::Storable(keyCallBacks, valueCallBacks, keys[i], values[i], "CFDictionaryCreate")) {
+      return nullptr;
+    }
   }
   OpaqueCFDictionary* dictionary = cf::NewDictionary(keyCallBacks, valueCallBacks, false, 0);
   for (CFIndex i = 0; i < numValues; ++i)
@@ -266,7 +318,10 @@ void CFDictionaryGetKeysAndValues(CFDictionaryRef theDict, const void** keys, co
 void CFDictionarySetValue(CFMutableDictionaryRef theDict, const void* key, const void* value) {
   CountCall();
   OpaqueCFDictionary* dictionary = cf::MutableDictionary(theDict, "CFDictionarySetValue");
-  if (dictionary == nullptr) return;
+  if (dictionary == nullptr || !cf::Storable(&dictionary->keyCallBacks, &dictionary->valueCallBacks,
+                                             key, value, "CFDictionarySetValue")) {
+    return;
+  }
   if (dictionary->capacity != 0 && dictionary->Find(key) == nullptr &&
       dictionary->Count() >= dictionary->capacity) {
     Refuse("CFDictionarySetValue", "the dictionary is full");
@@ -281,18 +336,15 @@ void CFDictionaryRemoveValue(CFMutableDictionaryRef theDict, const void* key) {
   if (dictionary == nullptr) return;
   OpaqueCFDictionary::Entry* entry = dictionary->Find(key);
   if (entry == nullptr) return;
-  const OpaqueCFDictionary::Entry removed = *entry;
-  dictionary->entries.erase(dictionary->entries.begin() + (entry - dictionary->entries.data()));
-  dictionary->Drop(removed);
+  dictionary->Drop(dictionary->Take(entry));
 }
 
 void CFDictionaryRemoveAllValues(CFMutableDictionaryRef theDict) {
   CountCall();
   OpaqueCFDictionary* dictionary = cf::MutableDictionary(theDict, "CFDictionaryRemoveAllValues");
   if (dictionary == nullptr) return;
-  std::vector<OpaqueCFDictionary::Entry> removed;
-  removed.swap(dictionary->entries);
-  for (const OpaqueCFDictionary::Entry& entry : removed)
+  // Released after the dictionary is empty, so that a finalizer that reaches back sees it so.
+  for (const OpaqueCFDictionary::Entry& entry : dictionary->TakeAll())
     dictionary->Drop(entry);
 }
 

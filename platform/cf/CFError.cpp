@@ -1,6 +1,7 @@
 #include "platform/cf/CFError.h"
 
 #include <string>
+#include <vector>
 
 #include "platform/cf/CFString.h"
 #include "platform/cf/Runtime.h"
@@ -8,12 +9,19 @@
 struct OpaqueCFError : cf::Object {
   static constexpr CFTypeID kTypeID = cf::kErrorTypeID;
 
-  // Takes over the count on `d`.
-  OpaqueCFError(CFStringRef d, CFIndex c) : Object(kTypeID), domain(d), code(c) {}
-  ~OpaqueCFError() { CFRelease(domain); }
+  // Takes over the counts on `d` and `info`.
+  OpaqueCFError(CFStringRef d, CFIndex c, CFDictionaryRef info)
+      : Object(kTypeID), domain(d), code(c), userInfo(info) {}
+  OpaqueCFError(const OpaqueCFError&) = delete;
+  OpaqueCFError& operator=(const OpaqueCFError&) = delete;
+  ~OpaqueCFError() {
+    CFRelease(domain);
+    CFRelease(userInfo);
+  }
 
   const CFStringRef domain;
   const CFIndex code;
+  const CFDictionaryRef userInfo;
 };
 
 namespace cf {
@@ -21,6 +29,10 @@ namespace cf {
 namespace {
 
 std::string DescriptionOf(const OpaqueCFError& error) {
+  const void* localized = ValueForTextKey(*error.userInfo, "NSLocalizedDescription");
+  if (localized != nullptr && CFGetTypeID(localized) == kStringTypeID) {
+    return UTF8Of(static_cast<CFStringRef>(localized));
+  }
   return Join({"The operation couldn\u2019t be completed. (", UTF8Of(error.domain), " error ",
                std::to_string(error.code), ".)"});
 }
@@ -28,7 +40,7 @@ std::string DescriptionOf(const OpaqueCFError& error) {
 bool ErrorEqual(const Object& a, const Object& b) {
   const auto& x = static_cast<const OpaqueCFError&>(a);
   const auto& y = static_cast<const OpaqueCFError&>(b);
-  return x.code == y.code && CFEqual(x.domain, y.domain);
+  return x.code == y.code && CFEqual(x.domain, y.domain) && CFEqual(x.userInfo, y.userInfo);
 }
 
 CFHashCode ErrorHash(const Object& object) {
@@ -43,6 +55,23 @@ std::string ErrorContents(const Object& object) {
 }
 
 }  // namespace
+
+CFErrorRef NewCocoaError(CFIndex code, std::initializer_list<TextPair> userInfo) {
+  std::vector<const void*> keys;
+  std::vector<const void*> values;
+  for (const auto& [key, value] : userInfo) {
+    keys.push_back(MakeString(key));
+    values.push_back(MakeString(value));
+  }
+  CFDictionaryRef info =
+      CFDictionaryCreate(nullptr, keys.data(), values.data(), static_cast<CFIndex>(keys.size()),
+                         TypeDictionaryKeyCallBacks(), TypeDictionaryValueCallBacks());
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    CFRelease(keys[i]);
+    CFRelease(values[i]);
+  }
+  return Publish(new OpaqueCFError(MakeString("NSCocoaErrorDomain"), code, info));
+}
 
 extern const ClassRecord kErrorClass = {"CFError", Finalize<OpaqueCFError>, ErrorEqual, ErrorHash,
                                         ErrorContents};
@@ -63,12 +92,17 @@ CFErrorRef CFErrorCreate(CFAllocatorRef, CFErrorDomain domain, CFIndex code,
                          CFDictionaryRef userInfo) {
   CountCall();
   if (cf::Expect(domain, cf::kStringTypeID, "CFErrorCreate") == nullptr) return nullptr;
-  if (userInfo != nullptr) {
-    cf::Refuse("CFErrorCreate", "user info is not supported");
+  if (userInfo != nullptr &&
+      cf::Expect(userInfo, cf::kDictionaryTypeID, "CFErrorCreate") == nullptr) {
     return nullptr;
   }
-  // The domain is copied, as a mutable string given as the domain may change afterwards.
-  return cf::Publish(new OpaqueCFError(CFStringCreateCopy(nullptr, domain), code));
+  // Domain and information are copied: mutable ones given here may change afterwards.
+  CFDictionaryRef info =
+      userInfo != nullptr
+          ? CFDictionaryCreateCopy(nullptr, userInfo)
+          : CFDictionaryCreate(nullptr, nullptr, nullptr, 0, cf::TypeDictionaryKeyCallBacks(),
+                               cf::TypeDictionaryValueCallBacks());
+  return cf::Publish(new OpaqueCFError(CFStringCreateCopy(nullptr, domain), code, info));
 }
 
 CFErrorDomain CFErrorGetDomain(CFErrorRef err) {
@@ -81,6 +115,12 @@ CFIndex CFErrorGetCode(CFErrorRef err) {
   CountCall();
   const auto* error = Cast<OpaqueCFError>(err, "CFErrorGetCode");
   return error != nullptr ? error->code : 0;
+}
+
+CFDictionaryRef CFErrorCopyUserInfo(CFErrorRef err) {
+  CountCall();
+  const auto* error = Cast<OpaqueCFError>(err, "CFErrorCopyUserInfo");
+  return error != nullptr ? static_cast<CFDictionaryRef>(CFRetain(error->userInfo)) : nullptr;
 }
 
 CFStringRef CFErrorCopyDescription(CFErrorRef err) {

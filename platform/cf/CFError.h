@@ -1,6 +1,6 @@
 #pragma once
 
-// Errors: a domain, a code, and a text made of them.
+// Errors: a domain, a code, a dictionary of further information, and a text made of them.
 
 #include "platform/cf/CFBase.h"
 #include "platform/cf/CFDictionary.h"
@@ -14,13 +14,17 @@ extern "C" {
 
 CFTypeID CFErrorGetTypeID(void);
 // A new error. The domains of the platform ("kCFErrorDomainPOSIX", ...) are data symbols of
-// the framework bundles. `userInfo` must be NULL: this stand-in has no dictionaries yet.
+// the framework bundles. `userInfo` may be NULL; the error keeps a copy of it.
 CFErrorRef CFErrorCreate(CFAllocatorRef allocator, CFErrorDomain domain, CFIndex code,
                          CFDictionaryRef userInfo);
 // The domain, borrowed from the error (Get rule).
 CFErrorDomain CFErrorGetDomain(CFErrorRef err);
 CFIndex CFErrorGetCode(CFErrorRef err);
-// A new string (Copy rule): "The operation couldn’t be completed. (<domain> error <code>.)"
+// A new dictionary (Copy rule) of the further information; empty when there is none.
+CFDictionaryRef CFErrorCopyUserInfo(CFErrorRef err);
+// A new string (Copy rule): the string under "NSLocalizedDescription"
+// (kCFErrorLocalizedDescriptionKey) of the user info where there is one, else
+// "The operation couldn’t be completed. (<domain> error <code>.)"
 CFStringRef CFErrorCopyDescription(CFErrorRef err);
 
 }  // extern "C"

@@ -1,12 +1,15 @@
 #include "platform/cf/CFURL.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 #include <uriparser/Uri.h>
 
 #include <strings.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -163,6 +166,46 @@ CFStringRef CopyComponent(CFURLRef ref, std::string_view function, Pick pick) {
                                  false);
 }
 
+// The file-system path of the URL, resolved or on its own; nothing where it has none.
+std::optional<std::string> PathFor(const OpaqueCFURL& url, bool resolveAgainstBase) {
+  const std::string text = resolveAgainstBase ? AbsoluteText(url) : url.text;
+  const Parsed parsed(text);
+  if (!parsed.ok()) return std::nullopt;
+  const auto scheme = RangeText(parsed.uri().scheme);
+  if (scheme) {
+    if (scheme->size() != 4 || strncasecmp(scheme->c_str(), "file", 4) != 0) return std::nullopt;
+  } else if (resolveAgainstBase) {
+    return std::nullopt;  // a relative URL with no base has no place in the file system
+  }
+  std::string path = Unescape(PathOf(parsed.uri()));
+  if (path.size() > 1 && path.back() == '/') path.pop_back();
+  if (path.empty() || path.find('\0') != std::string::npos) return std::nullopt;
+  return path;
+}
+
+// The text of a "file" URL of an absolute path.
+std::string FileURLText(std::string_view path, bool isDirectory) {
+  std::string text = "file://" + EscapePath(path, true);
+  if (isDirectory && text.back() != '/') text += '/';
+  return text;
+}
+
+// What an FSRef holds here: a mark, and the device and inode of the item, whose path the
+// table below remembers.
+constexpr char kFSRefMark[8] = {'q', 'm', 'F', 'S', 'R', 'e', 'f', '1'};
+struct FSRefContents {
+  char mark[8];
+  std::uint64_t device;
+  std::uint64_t inode;
+};
+static_assert(sizeof(FSRefContents) <= sizeof(FSRef));
+
+// The last path seen of each item that an FSRef was made for.
+std::map<std::pair<std::uint64_t, std::uint64_t>, std::string>& FSRefPaths() {
+  static auto* const paths = new std::map<std::pair<std::uint64_t, std::uint64_t>, std::string>;
+  return *paths;
+}
+
 bool URLEqual(const Object& a, const Object& b) {
   const auto& x = static_cast<const OpaqueCFURL&>(a);
   const auto& y = static_cast<const OpaqueCFURL&>(b);
@@ -183,6 +226,10 @@ std::string URLContents(const Object& object) {
 }
 
 }  // namespace
+
+std::optional<std::string> FileSystemPathOf(const OpaqueCFURL* url) {
+  return PathFor(*url, true);
+}
 
 extern const ClassRecord kURLClass = {"CFURL", Finalize<OpaqueCFURL>, URLEqual, URLHash,
                                       URLContents};
@@ -225,9 +272,27 @@ CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef, CFStringRef filePath,
     if (prefix.empty() || prefix.back() != '/') prefix += '/';
     path = prefix + path;
   }
-  std::string text = "file://" + cf::EscapePath(path, true);
+  return cf::NewURL(cf::FileURLText(path, isDirectory), nullptr);
+}
+
+CFURLRef CFURLCreateWithFileSystemPathRelativeToBase(CFAllocatorRef allocator, CFStringRef filePath,
+                                                     CFURLPathStyle pathStyle, Boolean isDirectory,
+                                                     CFURLRef baseURL) {
+  CountCall();
+  const char* const function = "CFURLCreateWithFileSystemPathRelativeToBase";
+  if (cf::Expect(filePath, cf::kStringTypeID, function) == nullptr) return nullptr;
+  if (baseURL != nullptr && Cast<OpaqueCFURL>(baseURL, function) == nullptr) return nullptr;
+  const std::string path = cf::UTF8Of(filePath);
+  if (baseURL == nullptr || path.empty() || path.front() == '/' ||
+      pathStyle != kCFURLPOSIXPathStyle) {
+    return CFURLCreateWithFileSystemPath(allocator, filePath, pathStyle, isDirectory);
+  }
+  std::string text = cf::EscapePath(path, true);
+  // A first segment with a ":" would read as a scheme.
+  const std::size_t colon = text.find(':');
+  if (colon != std::string::npos && colon < text.find('/')) text.insert(0, "./");
   if (isDirectory && text.back() != '/') text += '/';
-  return cf::NewURL(std::move(text), nullptr);
+  return cf::NewURL(std::move(text), baseURL);
 }
 
 CFURLRef CFURLCopyAbsoluteURL(CFURLRef relativeURL) {
@@ -377,21 +442,52 @@ Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBas
     Refuse("CFURLGetFileSystemRepresentation", "no buffer");
     return false;
   }
-  const std::string text = resolveAgainstBase ? cf::AbsoluteText(*u) : u->text;
-  const cf::Parsed parsed(text);
-  if (!parsed.ok()) return false;
-  const auto scheme = cf::RangeText(parsed.uri().scheme);
-  if (scheme) {
-    if (scheme->size() != 4 || strncasecmp(scheme->c_str(), "file", 4) != 0) return false;
-  } else if (resolveAgainstBase) {
-    return false;  // a relative URL with no base has no place in the file system
-  }
-  std::string path = cf::Unescape(cf::PathOf(parsed.uri()));
-  if (path.size() > 1 && path.back() == '/') path.pop_back();
-  if (path.empty() || path.find('\0') != std::string::npos) return false;
-  if (static_cast<std::size_t>(maxBufLen) < path.size() + 1) return false;
-  std::memcpy(buffer, path.c_str(), path.size() + 1);
+  const std::optional<std::string> path = cf::PathFor(*u, resolveAgainstBase);
+  if (!path || static_cast<std::size_t>(maxBufLen) < path->size() + 1) return false;
+  std::memcpy(buffer, path->c_str(), path->size() + 1);
   return true;
+}
+
+Boolean CFURLGetFSRef(CFURLRef url, FSRef* fsRef) {
+  CountCall();
+  const auto* u = Cast<OpaqueCFURL>(url, "CFURLGetFSRef");
+  if (u == nullptr) return false;
+  if (fsRef == nullptr) {
+    Refuse("CFURLGetFSRef", "no FSRef");
+    return false;
+  }
+  const std::optional<std::string> path = cf::PathFor(*u, true);
+  struct stat status {};
+  if (!path || lstat(path->c_str(), &status) != 0) return false;
+  cf::FSRefContents contents{};
+  std::memcpy(contents.mark, cf::kFSRefMark, sizeof contents.mark);
+  contents.device = static_cast<std::uint64_t>(status.st_dev);
+  contents.inode = static_cast<std::uint64_t>(status.st_ino);
+  cf::FSRefPaths()[{contents.device, contents.inode}] = *path;
+  *fsRef = FSRef{};
+  std::memcpy(fsRef->hidden, &contents, sizeof contents);
+  return true;
+}
+
+CFURLRef CFURLCreateFromFSRef(CFAllocatorRef, const FSRef* fsRef) {
+  CountCall();
+  if (fsRef == nullptr) {
+    Refuse("CFURLCreateFromFSRef", "no FSRef");
+    return nullptr;
+  }
+  cf::FSRefContents contents{};
+  std::memcpy(&contents, fsRef->hidden, sizeof contents);
+  if (std::memcmp(contents.mark, cf::kFSRefMark, sizeof contents.mark) != 0) return nullptr;
+  const auto found = cf::FSRefPaths().find({contents.device, contents.inode});
+  if (found == cf::FSRefPaths().end()) return nullptr;
+  // The item must still be where it was seen: this stand-in doesn't follow moves.
+  struct stat status {};
+  if (lstat(found->second.c_str(), &status) != 0 ||
+      static_cast<std::uint64_t>(status.st_dev) != contents.device ||
+      static_cast<std::uint64_t>(status.st_ino) != contents.inode) {
+    return nullptr;
+  }
+  return cf::NewURL(cf::FileURLText(found->second, S_ISDIR(status.st_mode)), nullptr);
 }
 
 }  // extern "C"

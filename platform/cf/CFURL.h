@@ -27,6 +27,12 @@ CFURLRef CFURLCreateWithString(CFAllocatorRef allocator, CFStringRef URLString, 
 // which this stand-in does not know.
 CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef allocator, CFStringRef filePath,
                                        CFURLPathStyle pathStyle, Boolean isDirectory);
+// A new URL (Create rule) of a POSIX path: an absolute path as CFURLCreateWithFileSystemPath
+// makes it; a relative one as a URL relative to `baseURL`, which is retained (with no base,
+// relative to the current folder).
+CFURLRef CFURLCreateWithFileSystemPathRelativeToBase(CFAllocatorRef allocator, CFStringRef filePath,
+                                                     CFURLPathStyle pathStyle, Boolean isDirectory,
+                                                     CFURLRef baseURL);
 // A new URL (Create rule) of the URL resolved against its base, with no base.
 CFURLRef CFURLCopyAbsoluteURL(CFURLRef relativeURL);
 // A new URL (Create rule) with `pathComponent` appended to the path (escaped where a URL must
@@ -57,5 +63,19 @@ SInt32 CFURLGetPortNumber(CFURLRef anURL);
 // resolved), when the path holds a zero byte, or when it and its terminator pass `maxBufLen`.
 Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBase, UInt8* buffer,
                                          CFIndex maxBufLen);
+
+// A reference to an existing file or folder, as the platform's File Manager has it. Here it
+// holds the item's device and inode; the path where it was last seen is remembered for the
+// process, and the reference stands for that path only as long as the same item is there.
+struct FSRef {
+  UInt8 hidden[80];
+};
+
+// Fills `*fsRef` for the item that the "file" URL names. False when the URL names nothing
+// that exists.
+Boolean CFURLGetFSRef(CFURLRef url, FSRef* fsRef);
+// A new "file" URL (Create rule) of the item of `fsRef`; NULL for an FSRef that was not made
+// by CFURLGetFSRef or whose item is no longer at its path.
+CFURLRef CFURLCreateFromFSRef(CFAllocatorRef allocator, const FSRef* fsRef);
 
 }  // extern "C"

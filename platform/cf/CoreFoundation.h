@@ -11,5 +11,6 @@
 #include "platform/cf/CFError.h"
 #include "platform/cf/CFLocale.h"
 #include "platform/cf/CFNumber.h"
+#include "platform/cf/CFPropertyList.h"
 #include "platform/cf/CFString.h"
 #include "platform/cf/CFURL.h"

@@ -40,6 +40,7 @@ struct Registry {
   std::int64_t live = 0;
   std::int64_t calls = 0;
   std::int64_t refusals = 0;
+  int constantScopes = 0;
 };
 
 // Never freed, so that constants and the statics of callers may use it until the very end.
@@ -61,10 +62,19 @@ const ClassRecord* ClassOf(CFTypeID typeID) {
 }
 
 void PublishObject(const void* address, Object* object, bool immortal) {
-  object->immortal_ = immortal;
   Registry& registry = TheRegistry();
+  immortal = immortal || registry.constantScopes > 0;
+  object->immortal_ = immortal;
   registry.objects.emplace(address, object);
   if (!immortal) ++registry.live;
+}
+
+ConstantScope::ConstantScope() {
+  ++TheRegistry().constantScopes;
+}
+
+ConstantScope::~ConstantScope() {
+  --TheRegistry().constantScopes;
 }
 
 Object* Find(CFTypeRef ref) {

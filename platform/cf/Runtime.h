@@ -5,11 +5,20 @@
 // arguments that the platform would not accept.
 
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/cf/CFBase.h"
+#include "platform/cf/CFError.h"
 #include "platform/cf/CFNumber.h"
+#include "platform/cf/CFPropertyList.h"
+
+struct CFArrayCallBacks;
+struct CFDictionaryKeyCallBacks;
+struct CFDictionaryValueCallBacks;
+struct OpaqueCFURL;
+struct OpaqueCFDictionary;
 
 namespace cf {
 
@@ -85,6 +94,16 @@ void Finalize(Object* object) {
 // An immortal object is not counted among the live objects and is never freed.
 void PublishObject(const void* address, Object* object, bool immortal);
 
+// While one of these lives, every object published is a constant. For what the process keeps
+// to its end once it is made, such as the main bundle and all that it holds.
+class ConstantScope {
+ public:
+  ConstantScope();
+  ~ConstantScope();
+  ConstantScope(const ConstantScope&) = delete;
+  ConstantScope& operator=(const ConstantScope&) = delete;
+};
+
 // Publishes a new object of type T and returns it as the pointer that callers hold.
 template <class T>
 T* Publish(T* object) {
@@ -146,5 +165,38 @@ CFNullRef NullConstant();
 
 // A hash of bytes (FNV-1a), for the records' hash functions.
 CFHashCode HashBytes(const void* bytes, std::size_t length);
+
+// The standard callbacks of collections of CF objects, as the framework bundles export them.
+const CFArrayCallBacks* TypeArrayCallBacks();
+const CFDictionaryKeyCallBacks* TypeDictionaryKeyCallBacks();
+const CFDictionaryValueCallBacks* TypeDictionaryValueCallBacks();
+
+// The address of the data symbol or function of that name that the framework bundles export,
+// or nullptr.
+void* FrameworkDataSymbol(std::string_view name);
+void* FrameworkFunction(std::string_view name);
+
+// The file-system path of a "file" URL, resolved against its base; nothing for any other URL
+// and for a path that holds a zero byte. A folder's path has no "/" at its end.
+// `url` must be a live URL.
+std::optional<std::string> FileSystemPathOf(const OpaqueCFURL* url);
+
+// The value of the string key whose text is `key`, borrowed; nullptr when there is none. It
+// makes no object, so it may be used where new objects would become constants.
+const void* ValueForTextKey(const OpaqueCFDictionary& dictionary, std::string_view key);
+
+// A new property list (Create rule) of XML or binary bytes, as CFPropertyListCreateWithData
+// reads them; NULL, with the reason at `*why`, for bytes that are none. It makes no object
+// beyond those of the list.
+CFPropertyListRef PropertyListFromBytes(std::string_view bytes, CFPropertyListFormat* format,
+                                        const char** why);
+
+// A new error (Create rule) of the domain "NSCocoaErrorDomain" with `code` and user info of
+// the given keys and string values.
+struct TextPair {
+  std::string_view key;
+  std::string_view value;
+};
+CFErrorRef NewCocoaError(CFIndex code, std::initializer_list<TextPair> userInfo);
 
 }  // namespace cf

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace cf {
@@ -18,5 +19,9 @@ std::vector<std::string> DescribeLiveObjects();
 std::int64_t Calls();
 // How many of them were refused (see CFBase.h).
 std::int64_t Refusals();
+
+// Makes the framework bundles answer NULL for the function of that name (or answer it again),
+// so that a test can take the path of a caller that finds a function missing.
+void HideFrameworkFunction(std::string_view name, bool hidden);
 
 }  // namespace cf

@@ -1,0 +1,195 @@
+#include "platform/cf/CFPropertyList.h"
+
+#include <plist/plist.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "platform/cf/CFArray.h"
+#include "platform/cf/CFDate.h"
+#include "platform/cf/CFDictionary.h"
+#include "platform/cf/CFNumber.h"
+#include "platform/cf/CFString.h"
+#include "platform/cf/Runtime.h"
+
+namespace cf {
+
+namespace {
+
+// Deeper trees are refused, so that the conversion's recursion stays bounded.
+constexpr int kMaxDepth = 512;
+
+struct PlistDeleter {
+  void operator()(void* node) const { plist_free(node); }
+};
+using Plist = std::unique_ptr<void, PlistDeleter>;
+
+struct FreeDeleter {
+  void operator()(void* p) const { std::free(p); }
+};
+
+// The new objects of a conversion, released together when it ends: the collection made of
+// them has taken counts of its own by then.
+class Made {
+ public:
+  Made() = default;
+  Made(const Made&) = delete;
+  Made& operator=(const Made&) = delete;
+  ~Made() {
+    for (const void* ref : refs_)
+      CFRelease(ref);
+  }
+  void Add(const void* ref) { refs_.push_back(ref); }
+  const void** Data() { return refs_.data(); }
+  CFIndex Count() const { return static_cast<CFIndex>(refs_.size()); }
+
+ private:
+  std::vector<const void*> refs_;
+};
+
+CFStringRef NewUTF8String(std::string_view text) {
+  return CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),
+                                 static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false);
+}
+
+// The CF object (Create rule) of `node`. Null with `failed` still false for a node that has no
+// CF form (a UID), which its container leaves out; null with `failed` true when the whole list
+// is to be refused.
+CFTypeRef Convert(plist_t node, int depth, bool& failed) {
+  if (depth > kMaxDepth) {
+    failed = true;
+    return nullptr;
+  }
+  switch (plist_get_node_type(node)) {
+    case PLIST_DICT: {
+      Made keys;
+      Made values;
+      plist_dict_iter iterator = nullptr;
+      plist_dict_new_iter(node, &iterator);
+      const std::unique_ptr<void, FreeDeleter> ownIterator(iterator);
+      while (!failed) {
+        char* rawKey = nullptr;
+        plist_t item = nullptr;
+        plist_dict_next_item(node, iterator, &rawKey, &item);
+        const std::unique_ptr<char, FreeDeleter> key(rawKey);
+        if (item == nullptr) break;
+        CFTypeRef value = Convert(item, depth + 1, failed);
+        if (value == nullptr) continue;
+        values.Add(value);
+        CFStringRef keyString = NewUTF8String(key != nullptr ? key.get() : "");
+        if (keyString == nullptr) {
+          failed = true;
+          break;
+        }
+        keys.Add(keyString);
+      }
+      if (failed) return nullptr;
+      return CFDictionaryCreate(nullptr, keys.Data(), values.Data(), keys.Count(),
+                                TypeDictionaryKeyCallBacks(), TypeDictionaryValueCallBacks());
+    }
+    case PLIST_ARRAY: {
+      Made values;
+      const std::uint32_t count = plist_array_get_size(node);
+      for (std::uint32_t i = 0; i < count && !failed; ++i) {
+        if (CFTypeRef value = Convert(plist_array_get_item(node, i), depth + 1, failed))
+          values.Add(value);
+      }
+      if (failed) return nullptr;
+      return CFArrayCreate(nullptr, values.Data(), values.Count(), TypeArrayCallBacks());
+    }
+    case PLIST_STRING:
+    case PLIST_KEY: {
+      std::uint64_t length = 0;
+      const char* text = plist_get_string_ptr(node, &length);
+      CFStringRef string = NewUTF8String(std::string_view(text != nullptr ? text : "", length));
+      if (string == nullptr) failed = true;
+      return string;
+    }
+    case PLIST_DATA: {
+      std::uint64_t length = 0;
+      const char* bytes = plist_get_data_ptr(node, &length);
+      return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes),
+                          static_cast<CFIndex>(length));
+    }
+    case PLIST_BOOLEAN: {
+      std::uint8_t value = 0;
+      plist_get_bool_val(node, &value);
+      return CFRetain(BooleanConstant(value != 0));
+    }
+    case PLIST_UINT: {
+      // libplist keeps integers as 64 bits without their sign; the platform reads them signed.
+      std::uint64_t bits = 0;
+      plist_get_uint_val(node, &bits);
+      const auto value = static_cast<SInt64>(bits);
+      return CFNumberCreate(nullptr, kCFNumberSInt64Type, &value);
+    }
+    case PLIST_REAL: {
+      double value = 0;
+      plist_get_real_val(node, &value);
+      return CFNumberCreate(nullptr, kCFNumberFloat64Type, &value);
+    }
+    case PLIST_DATE: {
+      std::int32_t seconds = 0;
+      std::int32_t microseconds = 0;
+      plist_get_date_val(node, &seconds, &microseconds);
+      return CFDateCreate(nullptr, seconds + microseconds / 1e6);
+    }
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace
+
+CFPropertyListRef PropertyListFromBytes(std::string_view bytes, CFPropertyListFormat* format,
+                                        const char** why) {
+  if (bytes.empty() || bytes.size() > std::numeric_limits<std::uint32_t>::max()) {
+    *why = "The data is empty or too large to be a property list.";
+    return nullptr;
+  }
+  const auto size = static_cast<std::uint32_t>(bytes.size());
+  plist_t root = nullptr;
+  plist_from_memory(bytes.data(), size, &root);
+  const Plist owned(root);
+  if (root == nullptr) {
+    *why = "The data is no property list in XML or binary form.";
+    return nullptr;
+  }
+  bool failed = false;
+  CFPropertyListRef list = Convert(root, 0, failed);
+  if (list == nullptr) {
+    *why = failed ? "The property list holds text that is no UTF-8, or is nested too deep."
+                  : "The property list holds no value that has a CF form.";
+    return nullptr;
+  }
+  if (format != nullptr) {
+    *format = plist_is_binary(bytes.data(), size) != 0 ? kCFPropertyListBinaryFormat_v1_0
+                                                       : kCFPropertyListXMLFormat_v1_0;
+  }
+  return list;
+}
+
+}  // namespace cf
+
+extern "C" {
+
+CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef, CFDataRef data, CFOptionFlags,
+                                               CFPropertyListFormat* format, CFErrorRef* error) {
+  cf::CountCall();
+  if (error != nullptr) *error = nullptr;
+  if (cf::Expect(data, cf::kDataTypeID, "CFPropertyListCreateWithData") == nullptr) return nullptr;
+  const std::string_view bytes(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+                               static_cast<std::size_t>(CFDataGetLength(data)));
+  const char* why = nullptr;
+  CFPropertyListRef list = cf::PropertyListFromBytes(bytes, format, &why);
+  if (list == nullptr && error != nullptr) {
+    *error = cf::NewCocoaError(kCFPropertyListReadCorruptError, {{"NSDebugDescription", why}});
+  }
+  return list;
+}
+
+}  // extern "C"
