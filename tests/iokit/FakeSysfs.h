@@ -1,0 +1,147 @@
+#pragma once
+
+// A fake /sys and /proc in a scratch folder, laid out as Linux lays them out: each interface
+// is a folder below its device in sys/devices, reached through a relative link in
+// sys/class/net, with a relative `device` link back up; devices name their bus through a
+// `subsystem` link. While a FakeSysfs lives, the IOKit stand-in reads it instead of "/".
+
+#include <stdlib.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/iokit/TestRoot.h"
+
+namespace iokit_test {
+
+namespace fs = std::filesystem;
+
+// One level of a device path below sys/devices and the bus it belongs to ("" for none).
+struct DeviceLevel {
+  std::string name;
+  std::string bus;
+};
+using DevicePath = std::vector<DeviceLevel>;
+
+// Device paths of the usual kinds. `slot` tells devices of one kind apart.
+inline DevicePath Pci(int slot) {
+  return {{"pci0000:00", ""}, {"0000:00:0" + std::to_string(slot) + ".0", "pci"}};
+}
+inline DevicePath Virtio(int slot) {
+  DevicePath path = Pci(slot);
+  path.push_back({"virtio" + std::to_string(slot), "virtio"});
+  return path;
+}
+// A USB adapter: the interface of a device on a port of the root hub, behind a PCI host.
+inline DevicePath Usb(int port) {
+  const std::string device = "1-" + std::to_string(port);
+  return {{"pci0000:00", ""},
+          {"0000:00:14.0", "pci"},
+          {"usb1", "usb"},
+          {device, "usb"},
+          {device + ":1.0", "usb"}};
+}
+inline DevicePath PlatformBus(const std::string& name) {
+  return {{"platform", ""}, {"soc", "platform"}, {name, "platform"}};
+}
+inline const DevicePath kVirtual = {};  // no device: bridges, veth, tap, dummy
+
+struct FakeInterface {
+  std::string name;
+  std::int64_t ifindex;
+  // The text of `address` without its line end; none: no such file.
+  std::optional<std::string> address;
+  DevicePath device = kVirtual;
+  std::string type = "1";  // ARPHRD_ETHER; 772 is loopback, 65534 a tunnel
+};
+
+// A line of /proc/net/route as the kernel writes it.
+inline std::string RouteLine(const std::string& interface, std::uint32_t destination,
+                             std::uint32_t flags, std::uint32_t metric, std::uint32_t mask) {
+  char line[160];
+  std::snprintf(line, sizeof line, "%s\t%08X\t%08X\t%04X\t0\t0\t%u\t%08X\t0\t0\t0\n",
+                interface.c_str(), destination, destination == 0 ? 0x0102A8C0u : 0u, flags, metric,
+                mask);
+  return line;
+}
+inline std::string DefaultRoute(const std::string& interface, std::uint32_t metric = 0) {
+  return RouteLine(interface, 0, 0x0003, metric, 0);  // up, through a gateway
+}
+inline constexpr const char kRouteHeading[] =
+    "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n";
+
+class FakeSysfs {
+ public:
+  // An empty sys/class/net, and no route table until Routes is called.
+  FakeSysfs() : root_(MakeFolder()), scope_(root_) {
+    fs::create_directories(root_ / "sys" / "class" / "net");
+    fs::create_directories(root_ / "proc" / "net");
+  }
+  // With the given interfaces and the route table of the given lines.
+  FakeSysfs(const std::vector<FakeInterface>& interfaces, const std::string& routes) : FakeSysfs() {
+    for (const FakeInterface& i : interfaces)
+      Add(i);
+    Routes(routes);
+  }
+  ~FakeSysfs() {
+    std::error_code ec;
+    fs::remove_all(root_, ec);
+  }
+  FakeSysfs(const FakeSysfs&) = delete;
+  FakeSysfs& operator=(const FakeSysfs&) = delete;
+
+  const fs::path& root() const { return root_; }
+  fs::path NetFolder() const { return root_ / "sys" / "class" / "net"; }
+  fs::path Net(const std::string& name) const { return NetFolder() / name; }
+
+  void Add(const FakeInterface& i) {
+    fs::path device = root_ / "sys" / "devices";
+    for (const DeviceLevel& level : i.device) {
+      device /= level.name;
+      fs::create_directories(device);
+      if (!level.bus.empty() && !fs::is_symlink(device / "subsystem")) {
+        const fs::path bus = root_ / "sys" / "bus" / level.bus;
+        fs::create_directories(bus);
+        fs::create_directory_symlink(fs::relative(bus, device), device / "subsystem");
+      }
+    }
+    const fs::path folder = i.device.empty()
+                                ? root_ / "sys" / "devices" / "virtual" / "net" / i.name
+                                : device / "net" / i.name;
+    fs::create_directories(folder);
+    fs::create_directory_symlink(fs::relative(folder, NetFolder()), Net(i.name));
+    if (!i.device.empty())
+      fs::create_directory_symlink(fs::relative(device, folder), folder / "device");
+    Write(folder / "type", i.type + "\n");
+    Write(folder / "ifindex", std::to_string(i.ifindex) + "\n");
+    if (i.address) Write(folder / "address", *i.address + "\n");
+  }
+
+  // The route table: the heading and these lines.
+  void Routes(const std::string& lines) {
+    Write(root_ / "proc" / "net" / "route", kRouteHeading + lines);
+  }
+
+  static void Write(const fs::path& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+  }
+
+ private:
+  static fs::path MakeFolder() {
+    std::string name = (fs::temp_directory_path() / "quellmark-sysfs-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    return name;
+  }
+
+  fs::path root_;
+  iokit::test::ScopedRoot scope_;
+};
+
+}  // namespace iokit_test
