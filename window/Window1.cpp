@@ -268,11 +268,11 @@ Ref<MenuItem> Window1::FileShowMACs() const {
 
 void Window1::AddMenuHandlers(toolkit::Object* target) {
   (void)target;
-  // The handlers live in the window itself, so `this` can't dangle in them. "FileShowMACs"
-  // gets its action with the interface rows.
+  // The handlers live in the window itself, so `this` can't dangle in them.
   AddMenuHandler("FileRequestToRefreshTheReceipt",
                  [this] { return _FileRequestToRefreshTheReceipt_Action(); });
   AddMenuHandler("EditClear", [this] { return _EditClear_Action(); });
+  AddMenuHandler("FileShowMACs", [this] { return _FileShowMACs_Action(); });
 }
 
 bool Window1::_EditClear_Action() {

@@ -50,7 +50,10 @@ class Window1 : public toolkit::Window {
   toolkit::Ref<toolkit::Label> Label2() const;
 
   // Opening a row whose tag holds a receipt's attributes adds one child row per decoded
-  // attribute, sorted by attribute number. Other rows open with no children.
+  // attribute, sorted by attribute number. A row tagged "MACs" opens into the primary
+  // interface's address, then a row per built-in interface, read afresh at every opening.
+  // Other rows open with no children; a tag that has no text (an object other than a
+  // MemoryBlock) raises TypeMismatchException.
   void lb_ExpandRow(toolkit::Listbox& list, std::int64_t row);
   // A click on a heading: served, so that the rows keep their order.
   bool lb_SortColumn(toolkit::Listbox& list, std::int64_t column);
@@ -79,11 +82,17 @@ class Window1 : public toolkit::Window {
   // Starts the one refresh request; once it exists, only sounds the alert.
   bool _FileRequestToRefreshTheReceipt_Action();
   bool _EditClear_Action();
+  // Calls showMACs.
+  bool _FileShowMACs_Action();
 
   // Reads the receipt `file` and adds its row, named `name`, with the attributes in its tag.
   // False, with no row added, for a nil file, a folder, or a file that gives no receipt or
   // raises a RuntimeException while it is read.
   bool listReceipt(const toolkit::Ref<toolkit::FolderItem>& file, const toolkit::String& name);
+  // Adds the row "MACs" at the end and opens it. Each call adds one more.
+  // When the registry can't be asked, the row stands open and empty and NilObjectException
+  // leaves the call.
+  void showMACs();
   // Removes every row. Nothing else changes.
   void clearList();
 
@@ -113,4 +122,6 @@ class Window1 : public toolkit::Window {
   // Backspace and forward delete clear the list, from the list and from the window alike.
   bool ClearKey(const toolkit::String& key);
   void AddInfoRow(const toolkit::String& name, const toolkit::String& info);
+  // The children of a "MACs" row: the primary row, then one row per built-in interface.
+  void AddInterfaceRows(toolkit::Listbox& list);
 };

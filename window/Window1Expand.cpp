@@ -1,4 +1,5 @@
-// Opening a receipt row: one child row per decoded attribute, in the order of the numbers.
+// Opening a row: a receipt's opens into one child row per decoded attribute, in the order of
+// the numbers; the "MACs" row into the machine's interfaces (Window1MACs.cpp).
 
 #include <algorithm>
 #include <utility>
@@ -32,7 +33,11 @@ String ValueText(std::int64_t number, const Variant& value) {
 void Window1::lb_ExpandRow(toolkit::Listbox& list, std::int64_t row) {
   const Variant tag = list.RowTag(row);
   const Ref<toolkit::Dictionary> attributes = tag.As<toolkit::Dictionary>();
-  if (!attributes) return;  // any other tag, nil among them: the row opens empty
+  if (!attributes) {
+    // Any other tag opens the row empty; nil converts to the empty text.
+    if (tag.StringValue() == "MACs") AddInterfaceRows(list);
+    return;
+  }
 
   // The numeric keys repeat what the String keys hold, and the "raw " entries are what the
   // decoded values came from: only the "attr " entries make rows.
