@@ -1,16 +1,42 @@
 #include <gtest/gtest.h>
 
+#include <plist/plist.h>
+
 #include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "tests/cf/LiveObjectCheck.h"
 #include "tests/cf/Support.h"
+#include "tests/cf/TestBundle.h"
 
 namespace cf_test {
 namespace {
 
+namespace fs = std::filesystem;
+
 CFBundleRef BundleWithID(const char* id) {
   return CFBundleGetBundleWithIdentifier(Owned<CFStringRef>(NewString(id)));
+}
+
+CFURLRef FolderURL(const fs::path& folder) {
+  return CFURLCreateWithFileSystemPath(nullptr, Owned<CFStringRef>(NewString(folder.string())),
+                                       kCFURLPOSIXPathStyle, true);
+}
+
+CFBundleRef NewBundle(const fs::path& folder) {
+  return CFBundleCreate(nullptr, Owned<CFURLRef>(FolderURL(folder)));
+}
+
+// The file-system path of a URL resolved against its base, or "(none)".
+std::string PathOf(CFURLRef url) {
+  std::vector<UInt8> buffer(4096);
+  if (url == nullptr || !CFURLGetFileSystemRepresentation(url, true, buffer.data(), 4096))
+    return "(none)";
+  return reinterpret_cast<const char*>(buffer.data());
 }
 
 TEST(BundleTest, TheFrameworkBundlesAreFoundByIdentifier) {
@@ -83,6 +109,175 @@ TEST(BundleTest, CallbackStructuresCountAndCompareAsCollectionsNeed) {
     EXPECT_TRUE(equal(a, b));
   EXPECT_EQ(keys->hash(a), keys->hash(b));
   EXPECT_EQ(TakeText(array->copyDescription(a)), TakeText(CFCopyDescription(a)));
+}
+
+TEST(BundleTest, AFolderBundleAnswersItsInformationAndItsParts) {
+  const TemporaryFolder temp;
+  const fs::path folder = temp.Bundle(
+      "Test.app", InfoPlist("org.example.test", "Test", "<key>Answer</key><integer>42</integer>"),
+      "Test");
+  {
+    const Owned<CFBundleRef> bundle(NewBundle(folder));
+    ASSERT_NE(bundle.get(), nullptr);
+    EXPECT_EQ(Text(CFBundleGetIdentifier(bundle)), "org.example.test");
+    EXPECT_EQ(BundleWithID("org.example.test"), bundle.get());
+    const Owned<CFBundleRef> again(NewBundle(folder / "Contents" / ".."));
+    EXPECT_EQ(again.get(), bundle.get());  // one bundle per folder, with one more count
+    EXPECT_EQ(CFGetRetainCount(bundle), 2);
+    EXPECT_EQ(CFDictionaryGetCount(CFBundleGetInfoDictionary(bundle)), 3);
+    SInt32 answer = 0;
+    CFNumberGetValue(static_cast<CFNumberRef>(CFBundleGetValueForInfoDictionaryKey(
+                         bundle, Owned<CFStringRef>(NewString("Answer")))),
+                     kCFNumberSInt32Type, &answer);
+    EXPECT_EQ(answer, 42);
+    // The parts are URLs relative to the bundle's, whether they exist or not.
+    const struct {
+      CFURLRef (*copy)(CFBundleRef);
+      const char* relative;
+    } kParts[] = {
+        {CFBundleCopyExecutableURL, "Contents/MacOS/Test"},
+        {CFBundleCopyResourcesDirectoryURL, "Contents/Resources/"},
+        {CFBundleCopyPrivateFrameworksURL, "Contents/Frameworks/"},
+        {CFBundleCopySupportFilesDirectoryURL, "Contents/"},
+        {CFBundleCopySharedSupportURL, "Contents/SharedSupport/"},
+    };
+    const Owned<CFURLRef> bundleURL(CFBundleCopyBundleURL(bundle));
+    EXPECT_EQ(PathOf(bundleURL), folder.string());
+    for (const auto& part : kParts) {
+      const Owned<CFURLRef> url(part.copy(bundle));
+      ASSERT_NE(url.get(), nullptr) << part.relative;
+      EXPECT_EQ(Text(CFURLGetString(url)), part.relative);
+      EXPECT_TRUE(CFEqual(CFURLGetBaseURL(url), bundleURL)) << part.relative;
+      std::string path = (folder / part.relative).string();
+      if (path.back() == '/') path.pop_back();
+      EXPECT_EQ(PathOf(url), path);
+    }
+  }
+  EXPECT_EQ(BundleWithID("org.example.test"), nullptr);               // gone with its last count
+  EXPECT_EQ(NewBundle(folder / "Contents" / "Info.plist"), nullptr);  // a file is no bundle
+}
+
+TEST(BundleTest, LoadingTheExecutableGivesItsFunctionsAndData) {
+  const TemporaryFolder temp;
+  const Owned<CFBundleRef> loaded(NewBundle(temp.Bundle("A.app", InfoPlist("", "A"), "A")));
+  EXPECT_FALSE(CFBundleIsExecutableLoaded(loaded));
+  CFErrorRef error = nullptr;
+  EXPECT_TRUE(CFBundleLoadExecutableAndReturnError(loaded, &error));
+  EXPECT_EQ(error, nullptr);
+  EXPECT_TRUE(CFBundleIsExecutableLoaded(loaded));
+  EXPECT_TRUE(CFBundleLoadExecutable(loaded));  // again: nothing to do
+  const auto twice = reinterpret_cast<int (*)(int)>(CFBundleGetFunctionPointerForName(
+      loaded, Owned<CFStringRef>(NewString("QuellmarkPluginTwice"))));
+  ASSERT_NE(twice, nullptr);
+  EXPECT_EQ(twice(21), 42);
+  const auto* name = static_cast<const char*>(
+      CFBundleGetDataPointerForName(loaded, Owned<CFStringRef>(NewString("QuellmarkPluginName"))));
+  ASSERT_NE(name, nullptr);
+  EXPECT_STREQ(name, "test plug-in");
+  EXPECT_EQ(CFBundleGetFunctionPointerForName(loaded, Owned<CFStringRef>(NewString("main"))),
+            nullptr);
+  // Asking for a function loads a bundle that is not loaded yet. A flat bundle whose
+  // Info.plist is binary works the same.
+  plist_t info = plist_new_dict();
+  plist_dict_set_item(info, "CFBundleExecutable", plist_new_string("Flat"));
+  char* binary = nullptr;
+  uint32_t length = 0;
+  plist_to_bin(info, &binary, &length);
+  const fs::path flatFolder = temp.Bundle("Flat.plugin", std::string(binary, length), "Flat",
+                                          TemporaryFolder::PluginBytes(), true);
+  plist_to_bin_free(binary);
+  plist_free(info);
+  const Owned<CFBundleRef> flat(NewBundle(flatFolder));
+  EXPECT_NE(CFBundleGetFunctionPointerForName(
+                flat, Owned<CFStringRef>(NewString("QuellmarkPluginTwice"))),
+            nullptr);
+  EXPECT_TRUE(CFBundleIsExecutableLoaded(flat));
+  const Owned<CFURLRef> resources(CFBundleCopyResourcesDirectoryURL(flat));
+  EXPECT_EQ(PathOf(resources), flatFolder.string());  // a flat bundle is its own resources
+  const Owned<CFURLRef> frameworks(CFBundleCopyPrivateFrameworksURL(flat));
+  EXPECT_EQ(PathOf(frameworks), (flatFolder / "Frameworks").string());
+}
+
+TEST(BundleTest, ALoadThatFailsSaysWhyInAnError) {
+  const TemporaryFolder temp;
+  const std::string plugin = TemporaryFolder::PluginBytes();
+  const struct {
+    const char* why;
+    std::string executableName;
+    std::optional<std::string> executable;
+    CFIndex code;
+  } kRows[] = {
+      {"names no executable", "", std::nullopt, kCFBundleExecutableNotFoundError},
+      {"names a missing file", "Missing", std::nullopt, kCFBundleExecutableNotFoundError},
+      {"a script", "Script", "#!/bin/sh\n", kCFBundleExecutableNotLoadableError},
+      {"a shared object cut short", "Cut", plugin.substr(0, 64), kCFBundleExecutableLoadError},
+  };
+  int n = 0;
+  for (const auto& row : kRows) {
+    const std::string name = "B" + std::to_string(n++) + ".app";
+    const Owned<CFBundleRef> bundle(NewBundle(
+        temp.Bundle(name, InfoPlist("", row.executableName), row.executableName, row.executable)));
+    CFErrorRef error = nullptr;
+    EXPECT_FALSE(CFBundleLoadExecutableAndReturnError(bundle, &error)) << row.why;
+    ASSERT_NE(error, nullptr) << row.why;
+    const Owned<CFErrorRef> owned(error);
+    EXPECT_EQ(CFErrorGetCode(error), row.code) << row.why;
+    const std::string text = TakeText(CFErrorCopyDescription(error));
+    EXPECT_NE(text.find(name.substr(0, 2)), std::string::npos) << row.why << ": " << text;
+    EXPECT_FALSE(CFBundleIsExecutableLoaded(bundle)) << row.why;
+    EXPECT_FALSE(CFBundleLoadExecutable(bundle)) << row.why;
+    EXPECT_EQ(CFBundleGetFunctionPointerForName(
+                  bundle, Owned<CFStringRef>(NewString("QuellmarkPluginTwice"))),
+              nullptr)
+        << row.why;
+    const Owned<CFURLRef> executable(CFBundleCopyExecutableURL(bundle));
+    EXPECT_EQ(executable.get() != nullptr, row.executable.has_value()) << row.why;
+  }
+}
+
+TEST(BundleTest, BundlesOfAFolderAreItsSubFoldersInNameOrder) {
+  const TemporaryFolder temp;
+  for (const char* name : {"B.app", "A.app", "c.plugin", ".hidden.app"})
+    temp.Bundle(name, InfoPlist(std::string("org.example.") + name, ""));
+  TemporaryFolder::Write(temp.Root() / "file.app", "not a folder");
+  const Owned<CFURLRef> url(FolderURL(temp.Root()));
+  const struct {
+    const char* type;
+    std::vector<std::string> identifiers;
+  } kRows[] = {
+      {nullptr, {"org.example.A.app", "org.example.B.app", "org.example.c.plugin"}},
+      {"app", {"org.example.A.app", "org.example.B.app"}},
+      {"none", {}},
+  };
+  for (const auto& row : kRows) {
+    const Owned<CFStringRef> type(row.type != nullptr ? NewString(row.type) : nullptr);
+    const Owned<CFArrayRef> bundles(CFBundleCreateBundlesFromDirectory(nullptr, url, type));
+    ASSERT_NE(bundles.get(), nullptr);
+    std::vector<std::string> identifiers;
+    for (CFIndex i = 0; i < CFArrayGetCount(bundles); ++i) {
+      const auto bundle =
+          static_cast<CFBundleRef>(const_cast<void*>(CFArrayGetValueAtIndex(bundles, i)));
+      EXPECT_EQ(CFGetRetainCount(bundle), 1);  // held by the array alone
+      identifiers.push_back(Text(CFBundleGetIdentifier(bundle)));
+    }
+    EXPECT_EQ(identifiers, row.identifiers) << (row.type ? row.type : "(all)");
+  }
+  const Owned<CFURLRef> file(FolderURL(temp.Root() / "file.app"));
+  EXPECT_EQ(CFBundleCreateBundlesFromDirectory(nullptr, file, nullptr), nullptr);
+}
+
+TEST(BundleTest, TheMainBundleHoldsTheRunningProgram) {
+  const CFBundleRef main = CFBundleGetMainBundle();
+  ASSERT_NE(main, nullptr);
+  EXPECT_EQ(CFBundleGetMainBundle(), main);
+  const fs::path program = fs::read_symlink("/proc/self/exe");
+  const Owned<CFURLRef> executable(CFBundleCopyExecutableURL(main));
+  EXPECT_EQ(PathOf(executable), program.string());
+  const Owned<CFURLRef> folder(CFBundleCopyBundleURL(main));
+  EXPECT_EQ(PathOf(folder), program.parent_path().string());
+  EXPECT_TRUE(CFBundleIsExecutableLoaded(main));
+  const Owned<CFBundleRef> created(NewBundle(program.parent_path()));
+  EXPECT_EQ(created.get(), main);
 }
 
 }  // namespace

@@ -93,6 +93,7 @@ TEST(ArrayTest, RefusedCallsChangeNothing) {
   const Owned<CFArrayRef> frozen(CFArrayCreate(nullptr, values, 1, ArrayCallBacks()));
   const Owned<CFMutableArrayRef> one(CFArrayCreateMutable(nullptr, 1, ArrayCallBacks()));
   CFArrayAppendValue(one, a);
+  const Owned<CFMutableArrayRef> unlimited(CFArrayCreateMutable(nullptr, 0, ArrayCallBacks()));
   const struct {
     const char* why;
     std::function<void()> call;
@@ -111,6 +112,12 @@ TEST(ArrayTest, RefusedCallsChangeNothing) {
       {"range outside", [&] { EXPECT_FALSE(CFArrayContainsValue(frozen, CFRangeMake(1, 1), a)); }},
       {"not an array",
        [&] { EXPECT_EQ(CFArrayGetCount(reinterpret_cast<CFArrayRef>(a.get())), 0); }},
+      {"NULL stored by retaining callbacks",
+       [&] {
+         const void* none[] = {nullptr};
+         EXPECT_EQ(CFArrayCreate(nullptr, none, 1, ArrayCallBacks()), nullptr);
+       }},
+      {"NULL appended", [&] { CFArrayAppendValue(unlimited, nullptr); }},
   };
   for (const auto& row : kRows) {
     const CallCounter counter;
@@ -119,6 +126,7 @@ TEST(ArrayTest, RefusedCallsChangeNothing) {
   }
   EXPECT_EQ(CFArrayGetCount(frozen), 1);
   EXPECT_EQ(CFArrayGetCount(one), 1);
+  EXPECT_EQ(CFArrayGetCount(unlimited), 0);
   EXPECT_EQ(CFGetRetainCount(a), 3);
 }
 
@@ -233,6 +241,7 @@ TEST(DictionaryTest, RefusedCallsChangeNothing) {
       {"NULL dictionary", [&] { EXPECT_FALSE(CFDictionaryContainsKey(nullptr, a)); }},
       {"not a dictionary",
        [&] { EXPECT_EQ(CFDictionaryGetCount(reinterpret_cast<CFDictionaryRef>(a.get())), 0); }},
+      {"NULL value stored by retaining callbacks", [&] { CFDictionarySetValue(one, a, nullptr); }},
   };
   for (const auto& row : kRows) {
     const CallCounter counter;

@@ -35,7 +35,7 @@ TEST(DateTest, CurrentTimeCountsFrom2001) {
   EXPECT_LE(now + since1970, after);
 }
 
-TEST(ErrorTest, AnErrorKeepsItsOwnCopyOfTheDomain) {
+TEST(ErrorTest, AnErrorKeepsItsOwnCopiesOfDomainAndInformation) {
   const Owned<CFMutableStringRef> domain(CFStringCreateMutable(nullptr, 0));
   CFStringAppendCString(domain, "com.example", kCFStringEncodingUTF8);
   const Owned<CFErrorRef> error(CFErrorCreate(nullptr, domain, -42, nullptr));
@@ -44,6 +44,22 @@ TEST(ErrorTest, AnErrorKeepsItsOwnCopyOfTheDomain) {
   EXPECT_EQ(CFErrorGetCode(error), -42);
   EXPECT_EQ(TakeText(CFErrorCopyDescription(error)),
             "The operation couldn\u2019t be completed. (com.example error -42.)");
+  EXPECT_EQ(CFDictionaryGetCount(Owned<CFDictionaryRef>(CFErrorCopyUserInfo(error))), 0);
+
+  // The text under the localized description key, where there is one, is the description.
+  const Owned<CFMutableDictionaryRef> info(CFDictionaryCreateMutable(
+      nullptr, 0,
+      static_cast<const CFDictionaryKeyCallBacks*>(
+          SymbolAddress("com.apple.Carbon", "kCFTypeDictionaryKeyCallBacks")),
+      static_cast<const CFDictionaryValueCallBacks*>(
+          SymbolAddress("com.apple.Carbon", "kCFTypeDictionaryValueCallBacks"))));
+  const Owned<CFStringRef> text(NewString("It went wrong."));
+  CFDictionarySetValue(info, Symbol<CFStringRef>("kCFErrorLocalizedDescriptionKey"), text);
+  const Owned<CFErrorRef> described(CFErrorCreate(nullptr, domain, 1, info));
+  CFDictionaryRemoveAllValues(info);
+  EXPECT_EQ(TakeText(CFErrorCopyDescription(described)), "It went wrong.");
+  EXPECT_EQ(CFDictionaryGetCount(Owned<CFDictionaryRef>(CFErrorCopyUserInfo(described))), 1);
+  EXPECT_FALSE(CFEqual(described, Owned<CFErrorRef>(CFErrorCreate(nullptr, domain, 1, nullptr))));
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -174,6 +176,26 @@ TEST(URLTest, AppendingAComponentKeepsQueryAndBase) {
     EXPECT_EQ(Text(CFURLGetString(appended)), row.expected);
     EXPECT_EQ(CFURLGetBaseURL(appended), base.get());
   }
+}
+
+TEST(URLTest, AnFSRefLeadsBackToItsItemWhileItIsThere) {
+  const std::string path = "/tmp/qm-fsref-" + std::to_string(getpid());
+  std::FILE* file = std::fopen(path.c_str(), "w");
+  ASSERT_NE(file, nullptr);
+  std::fclose(file);
+  FSRef ref{};
+  {
+    const Owned<CFURLRef> url(NewFileURL(path, false));
+    ASSERT_TRUE(CFURLGetFSRef(url, &ref));
+    const Owned<CFURLRef> back(CFURLCreateFromFSRef(nullptr, &ref));
+    EXPECT_EQ(FileSystemPath(back, true), path);
+    const Owned<CFURLRef> missing(NewFileURL(path + "-missing", false));
+    FSRef none{};
+    EXPECT_FALSE(CFURLGetFSRef(missing, &none));
+    EXPECT_EQ(CFURLCreateFromFSRef(nullptr, &none), nullptr);  // never filled
+  }
+  std::remove(path.c_str());
+  EXPECT_EQ(CFURLCreateFromFSRef(nullptr, &ref), nullptr);
 }
 
 TEST(URLTest, BadInputGivesNull) {
