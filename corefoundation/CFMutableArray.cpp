@@ -37,6 +37,8 @@ void CFMutableArray::Append(const Ref<CFType>& value) {
 }
 
 void CFMutableArray::AppendPtr(Ptr p) {
+  // The array retains what it stores, and neither an empty wrapper nor NULL can take part.
+  if (p == nullptr || Operator_Compare(nullptr) == 0) throw toolkit::NilObjectException();
   CFArrayAppendValue(Mutable(), p);
 }
 

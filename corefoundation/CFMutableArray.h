@@ -15,9 +15,10 @@ class CFMutableArray : public CFArray {
   static Ref<CFMutableArray> New(const std::vector<String>& strings);
 
   // Appends the wrapper's reference; the array keeps a count of its own. NilObjectException
-  // for a nil value or one that holds no reference.
+  // for a nil value or one that holds no reference, and for a receiver that holds none.
   virtual void Append(const Ref<CFType>& value);
-  // Appends a raw reference, retained by the array.
+  // Appends a raw reference, retained by the array. NilObjectException for null, and for a
+  // receiver that holds no reference.
   virtual void AppendPtr(Ptr p);
   using CFArray::Value;
   // Replaces the element at `index`. OutOfBoundsException outside 0..Count-1 (Count itself

@@ -128,8 +128,8 @@ Variant CFType::VariantValue() const {
 //   CFDictionary   CFMutableDictionary if mutability is 2, else CFDictionary
 //   CFNumber       CFNumber
 //   CFString       CFMutableString if mutability is 2, else CFString
-//   CFNull         CFNull
 //   CFURL          CFURL
+//   CFNull         CFNull
 //   anything else  plain CFType (errors too)
 Ref<CFType> CFType::NewObject(Ptr ref, bool hasOwnership, std::int64_t mutability) {
   if (ref == nullptr) return New();
@@ -167,8 +167,8 @@ Ref<CFType> CFType::NewObject(Ptr ref, bool hasOwnership, std::int64_t mutabilit
     if (mutability == 2) return CFMutableString::New(ref, true);
     return CFString::New(ref, true);
   }
-  if (id == CFNull::ClassID()) return CFNull::New(ref, true);
   if (id == CFURL::ClassID()) return CFURL::New(ref, true);
+  if (id == CFNull::ClassID()) return CFNull::New(ref, true);
 
   Ref<CFType> plain = New();
   plain->AdoptNoVerify(ref, true);

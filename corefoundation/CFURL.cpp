@@ -1,5 +1,9 @@
 #include "corefoundation/CFURL.h"
 
+#include <cstring>
+
+#include "app/Stubs.h"
+#include "platform/toolkit/Exceptions.h"
 #include "platform/toolkit/MemoryBlock.h"
 #include "platform/toolkit/System.h"
 
@@ -75,6 +79,15 @@ Ref<CFURL> CFURL::CreateFromFilesystemPath(const String& path, std::int64_t path
   return New(url, true);
 }
 
+Ref<CFURL> CFURL::CreateFromFSRef(const Ref<toolkit::MemoryBlock>& fsRef) {
+  if (fsRef.IsNil()) throw toolkit::NilObjectException();
+  // The platform reads a whole FSRef, so a shorter block is never handed to it.
+  if (fsRef->Size() < static_cast<std::int64_t>(sizeof(FSRef))) return New(nullptr, false);
+  FSRef ref;
+  std::memcpy(&ref, fsRef->Data(), sizeof ref);
+  return New(CFURLCreateFromFSRef(nullptr, &ref), true);
+}
+
 Ref<CFURL> CFURL::AbsoluteURL() const {
   if (!Holds()) return New(nullptr, false);
   return New(CFURLCopyAbsoluteURL(URL()), true);
@@ -82,6 +95,8 @@ Ref<CFURL> CFURL::AbsoluteURL() const {
 
 Ref<CFURL> CFURL::AppendComponent(const String& component, bool isFolder) const {
   const toolkit::CFStringRef text = toolkit::StringToCFString(component);
+  // The platform takes neither a NULL URL nor a NULL component.
+  if (!Holds() || text.IsNull()) return New(nullptr, false);
   return New(CFURLCreateCopyAppendingPathComponent(nullptr, URL(), text.Get(), isFolder), true);
 }
 
@@ -116,12 +131,24 @@ String CFURL::Path(bool resolveAgainstBase) const {
                                          static_cast<CFIndex>(block->Size()))) {
       break;
     }
+    // Sizes 1024 to 65536: seven tries, and no larger block is handed over.
     const std::int64_t size = block->Size() * 2;
     if (size > 0x10000) break;
     block = Ref<toolkit::MemoryBlock>::New(static_cast<std::size_t>(size));
   }
-  // After seven failures the fresh block is all zeros, so this is the empty String.
+  // After seven failures this is what the last try left in the block up to its first zero
+  // byte: the empty String, as the platform writes nothing when the path doesn't fit.
   return toolkit::DefineEncoding(block->CString(0), toolkit::TextEncoding::UTF8);
+}
+
+Ref<toolkit::FolderItem> CFURL::Item(bool logMissing, bool keepMissing) const {
+  if (!Holds()) return nullptr;
+  const String path = Path(true);
+  const Ref<toolkit::FolderItem> candidate =
+      path.IsEmpty() ? nullptr : toolkit::GetTrueFolderItem(path, 3);
+  if (!candidate.IsNil() && candidate->Exists()) return candidate;
+  if (logMissing) Stubs::DebugLog("No FolderItem for " + Path(true));
+  return keepMissing ? candidate : nullptr;
 }
 
 String CFURL::StringValue(CopyStringValueDelegate copy) const {

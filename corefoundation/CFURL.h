@@ -4,6 +4,7 @@
 #include "platform/cf/CFURL.h"
 #include "platform/toolkit/CFStringRef.h"
 #include "platform/toolkit/FolderItem.h"
+#include "platform/toolkit/MemoryBlock.h"
 
 namespace CoreFoundation {
 
@@ -30,17 +31,21 @@ class CFURL : public CFType {
   // empty when the platform makes no URL. FunctionNotFoundException when the lookup fails.
   static Ref<CFURL> CreateFromPOSIXPath(const String& path, bool isFolder);
   static Ref<CFURL> CreateFromHFSPath(const String& path, bool isFolder);
+  // The URL of the item of an FSRef held in the block (Create rule); empty when the platform
+  // knows no such item, or the block is shorter than an FSRef. NilObjectException for nil.
+  static Ref<CFURL> CreateFromFSRef(const Ref<toolkit::MemoryBlock>& fsRef);
 
   // The URL resolved against its base, in a new wrapper; an empty wrapper for an empty one.
   virtual Ref<CFURL> AbsoluteURL() const;
-  // A new URL with `component` appended to the path. The receiver must hold a reference.
+  // A new URL with `component` appended to the path; an empty wrapper when the receiver
+  // holds no reference or `component` is no text.
   virtual Ref<CFURL> AppendComponent(const String& component, bool isFolder) const;
   virtual String HostName() const;
   virtual bool IsDecomposable() const;
   virtual String NetLocation() const;
   virtual String Password() const;
-  // The file-system path, tried in buffers of 1 KB doubling up to 64 KB; the empty String
-  // when the URL has no such path or it is longer.
+  // The file-system path, tried in buffers of 1 KB doubling up to 64 KB (seven calls at
+  // most); the empty String when the URL has no such path or it needs a larger buffer.
   virtual String Path(bool resolveAgainstBase) const;
   // The port; -1 when there is none or the wrapper is empty.
   virtual std::int64_t Port() const;
@@ -48,6 +53,10 @@ class CFURL : public CFType {
   virtual String QueryString(const String& s) const;
   virtual String Scheme() const;
   virtual String UserName() const;
+  // The item at Path(true) when it exists. Else nil, or with `keepMissing` the item of the
+  // missing path (nil when there is no path); with `logMissing`, "No FolderItem for " and the
+  // path go to Stubs::DebugLog. Nil for an empty wrapper.
+  virtual Ref<toolkit::FolderItem> Item(bool logMissing, bool keepMissing) const;
 
   // The base URL with a count of its own; nil when there is none.
   Ref<CFURL> BaseURL() const;

@@ -109,6 +109,9 @@ TEST(CFArrayTest, FailuresRaiseTheNamedException) {
       {"element holding nothing", [&] { CFArray::New(std::vector<Ref<CFType>>{CFType::New()}); },
        false},
       {"nil appended", [&] { grown->Append(nullptr); }, false},
+      {"null pointer appended", [&] { grown->AppendPtr(nullptr); }, false},
+      {"appended to a wrapper holding nothing",
+       [&] { CFMutableArray::New(nullptr, false)->Append(a); }, false},
       {"nil set", [&] { grown->Value(0, nullptr); }, false},
       {"nil array to CFValue", [&] { CFValue(nullptr, 0); }, false},
   };

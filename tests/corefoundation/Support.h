@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <typeinfo>
+#include <vector>
 
 #include "corefoundation/CFType.h"
 #include "tests/cf/LiveObjectCheck.h"
@@ -22,6 +24,9 @@ using CoreFoundation::Ptr;
 using toolkit::Ref;
 using toolkit::String;
 using toolkit::Variant;
+
+// The messages that Stubs::DebugLog has been given in this process, oldest first.
+std::vector<std::string>& DebugLogLines();
 
 // Whether the wrapper holds no reference, asked as new code asks it.
 inline bool Empty(const Ref<CFType>& wrapper) {

@@ -1,3 +1,7 @@
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "corefoundation/CFURL.h"
@@ -99,6 +103,58 @@ TEST(CFURLTest, FilePathsGoThroughTheFunctionFoundByName) {
   EXPECT_EQ(CFURL::New(item)->Path(true), "/tmp/x%y");
   EXPECT_TRUE(Empty(CFURL::New(Ref<toolkit::FolderItem>())));
   EXPECT_TRUE(toolkit::GetTrueFolderItem("/tmp", 2).IsNil());
+}
+
+TEST(CFURLTest, ItemGivesTheFileOrLogsItsAbsence) {
+  const std::string present = "/tmp/qm-item-" + std::to_string(getpid());
+  const std::string missing = present + "-missing";
+  std::fclose(std::fopen(present.c_str(), "w"));
+  const struct {
+    Ref<CFURL> url;
+    bool logMissing;
+    bool keepMissing;
+    const char* item;  // the item's path, or nullptr for nil
+    const char* logged;
+  } kRows[] = {
+      {CFURL::CreateFromPOSIXPath(present, false), true, false, present.c_str(), nullptr},
+      {CFURL::CreateFromPOSIXPath(missing, false), false, false, nullptr, nullptr},
+      {CFURL::CreateFromPOSIXPath(missing, false), false, true, missing.c_str(), nullptr},
+      {CFURL::CreateFromPOSIXPath(missing, false), true, false, nullptr, missing.c_str()},
+      {CFURL::New("http://example.com/x"), true, true, nullptr, ""},  // no path, no item
+      {CFURL::New("no url"), true, true, nullptr, nullptr},           // no reference
+  };
+  for (const auto& row : kRows) {
+    const std::size_t before = DebugLogLines().size();
+    const Ref<toolkit::FolderItem> item = row.url->Item(row.logMissing, row.keepMissing);
+    const std::string what = row.url->StringValue().Bytes();
+    EXPECT_EQ(item.IsNil() ? "(nil)" : item->NativePath().Bytes(),
+              row.item != nullptr ? row.item : "(nil)")
+        << what;
+    if (row.logged != nullptr) {
+      ASSERT_EQ(DebugLogLines().size(), before + 1) << what;
+      EXPECT_EQ(DebugLogLines().back(), std::string("No FolderItem for ") + row.logged);
+    } else {
+      EXPECT_EQ(DebugLogLines().size(), before) << what;
+    }
+  }
+  std::remove(present.c_str());
+}
+
+TEST(CFURLTest, CreateFromFSRefReadsOnlyAWholeFSRef) {
+  EXPECT_THROW(CFURL::CreateFromFSRef(nullptr), toolkit::NilObjectException);
+  const auto block = Ref<toolkit::MemoryBlock>::New(sizeof(FSRef));
+  const Ref<CFURL> tmp = CFURL::CreateFromPOSIXPath("/tmp", true);
+  ASSERT_TRUE(CFURLGetFSRef(static_cast<CFURLRef>(tmp->Reference()),
+                            reinterpret_cast<FSRef*>(block->Data())));
+  EXPECT_EQ(CFURL::CreateFromFSRef(block)->Path(true), "/tmp");
+  const auto shorter = Ref<toolkit::MemoryBlock>::New(block->Data(), sizeof(FSRef) - 1);
+  const CallCounter counter;
+  const Ref<CFURL> none = CFURL::CreateFromFSRef(shorter);
+  ASSERT_FALSE(none.IsNil());
+  EXPECT_TRUE(Empty(none));
+  EXPECT_EQ(counter.Calls(), 0);
+  EXPECT_TRUE(Empty(none->AppendComponent("x", false)));
+  EXPECT_TRUE(Empty(tmp->AppendComponent("\xFF", false)));
 }
 
 }  // namespace
