@@ -67,7 +67,6 @@ class TemporaryFolder {
     return folder;
   }
 
-  // The bytes of the tests' shared object.
   static std::string PluginBytes() {
     std::ifstream file(PluginPath(), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});

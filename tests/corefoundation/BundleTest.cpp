@@ -1,11 +1,16 @@
+#include <cstring>
 #include <filesystem>
-#include <memory>
 #include <string>
 
 #include "corefoundation/CFArray.h"
+#include "corefoundation/CFBoolean.h"
 #include "corefoundation/CFBundle.h"
+#include "corefoundation/CFDate.h"
 #include "corefoundation/CFDictionary.h"
+#include "corefoundation/CFNull.h"
+#include "corefoundation/CFNumber.h"
 #include "corefoundation/CFURL.h"
+#include "corefoundation/Carbon.h"
 #include "platform/cf/StandIn.h"
 #include "platform/toolkit/Exceptions.h"
 #include "platform/toolkit/System.h"
@@ -24,6 +29,56 @@ Ref<CFBundle> BundleAt(const fs::path& folder) {
   return CFBundle::NewCFBundleFromURL(CFURL::CreateFromPOSIXPath(folder.string(), true));
 }
 
+TEST(CFBundleTest, CarbonGivesANewWrapperOfOneBundleEachTime) {
+  const auto first = Carbon::Bundle();
+  const auto second = Carbon::Bundle();
+  EXPECT_FALSE(first == second);
+  EXPECT_FALSE(Empty(first));
+  EXPECT_TRUE(first->Equals(second));
+  EXPECT_EQ(first->Operator_Compare(second), 0);
+  EXPECT_FALSE(first->Equals(CFBundle::NewCFBundleFromID("com.apple.CoreFoundation")));
+  EXPECT_TRUE(first->VariantValue().IsNull());
+}
+
+TEST(CFBundleTest, SymbolsAreFoundByNameAndMissesGiveNil) {
+  const auto carbon = Carbon::Bundle();
+  const Ptr interval = carbon->DataPointerNotRetained("kCFAbsoluteTimeIntervalSince1904");
+  ASSERT_NE(interval, nullptr);
+  double value = 0;
+  std::memcpy(&value, interval, sizeof value);
+  EXPECT_EQ(value, 3061152000.0);
+  EXPECT_NE(CFBundle::NewCFBundleFromID("com.apple.CoreFoundation")
+                ->DataPointerNotRetained("kCFTypeArrayCallBacks"),
+            nullptr);
+  {
+    const toolkit::CFStringRef domain = carbon->StringPointerRetained("kCFErrorDomainPOSIX");
+    EXPECT_EQ(toolkit::StringFromCFString(domain), "NSPOSIXErrorDomain");
+  }
+  EXPECT_EQ(carbon->DataPointerNotRetained("kCFNoSuchSymbol"), nullptr);
+  EXPECT_TRUE(carbon->StringPointerRetained("kCFNoSuchSymbol").IsNull());
+  EXPECT_EQ(carbon->DataPointerNotRetained(String("\xFF")), nullptr);
+  // An unknown identifier gives a wrapper, empty, whose lookups miss.
+  for (const char* id : {"com.example.nothing", "", "\xFF"}) {
+    const Ref<CFBundle> unknown = CFBundle::NewCFBundleFromID(id);
+    ASSERT_FALSE(unknown.IsNil());
+    EXPECT_TRUE(Empty(unknown));
+    EXPECT_EQ(unknown->DataPointerNotRetained("kCFNull"), nullptr);
+  }
+}
+
+TEST(CFBundleTest, CachedLookupsAreNotRepeated) {
+  CFDate::AbsoluteTimeIntervalSince1904();
+  CFBoolean::GetTrue();
+  CFNull::CFNullRef();
+  CFNumber::NaN();
+  const CallCounter counter;
+  EXPECT_EQ(CFDate::AbsoluteTimeIntervalSince1904(), 3061152000.0);
+  EXPECT_FALSE(CFBoolean::GetTrue().IsNil());
+  EXPECT_NE(CFNull::CFNullRef(), nullptr);
+  EXPECT_FALSE(CFNumber::NaN().IsNil());
+  EXPECT_EQ(counter.Calls(), 0);
+}
+
 TEST(CFBundleTest, ABundleFolderAnswersThroughTheWrapper) {
   const TemporaryFolder temp;
   const fs::path folder = temp.Bundle("Test.app",
@@ -38,7 +93,6 @@ TEST(CFBundleTest, ABundleFolderAnswersThroughTheWrapper) {
   EXPECT_TRUE(IsExactly<CFBundle>(CFType::NewObject(bundle->Reference(), false, 0)));
   EXPECT_EQ(bundle->Identifier(), "org.example.wrapped");
   EXPECT_EQ(bundle->URL()->Path(true), folder.string());
-  EXPECT_TRUE(bundle->VariantValue().IsNull());
   {
     const Ref<CFDictionary> info = bundle->InfoDictionary();
     EXPECT_EQ(info->Count(), 4);
@@ -60,7 +114,7 @@ TEST(CFBundleTest, ABundleFolderAnswersThroughTheWrapper) {
   };
   for (const auto& part : kParts) {
     ASSERT_FALSE(part.url.IsNil()) << part.relative;
-    EXPECT_EQ(part.url->RelativeURL(), part.relative);
+    EXPECT_EQ(part.url->StringValue(), bundle->URL()->StringValue() + part.relative);
     EXPECT_EQ(part.url->Item(false, false).IsNil(), !part.exists) << part.relative;
   }
 
@@ -78,14 +132,12 @@ TEST(CFBundleTest, ABundleFolderAnswersThroughTheWrapper) {
 TEST(CFBundleTest, NoBundleAnswersNilEmptyOrFalse) {
   const Ref<CFBundle> none = CFBundle::NewCFBundleFromID("org.example.unknown");
   ASSERT_FALSE(none.IsNil());
-  EXPECT_TRUE(Empty(none));
   const CallCounter counter;
   EXPECT_EQ(none->Identifier(), "");
   EXPECT_TRUE(none->URL().IsNil());
   EXPECT_TRUE(none->InfoDictionary().IsNil());
   EXPECT_TRUE(none->InfoDictionaryValue("CFBundleIdentifier").IsNil());
   EXPECT_TRUE(none->ExecutableFile().IsNil());
-  EXPECT_TRUE(none->SupportFilesDirectory().IsNil());
   EXPECT_FALSE(none->Load());
   EXPECT_EQ(none->FunctionPointerForName("QuellmarkPluginTwice"), nullptr);
   EXPECT_EQ(counter.Calls(), 0);
@@ -99,26 +151,13 @@ TEST(CFBundleTest, NoBundleAnswersNilEmptyOrFalse) {
   EXPECT_TRUE(CFBundle::NewCFBundleFromID("com.apple.Carbon")->URL().IsNil());
 }
 
-// Hides a function of the framework bundles for the life of the object.
-class HiddenFunction {
- public:
-  explicit HiddenFunction(const char* name) : name_(name) { cf::HideFrameworkFunction(name, true); }
-  HiddenFunction(const HiddenFunction&) = delete;
-  HiddenFunction& operator=(const HiddenFunction&) = delete;
-  ~HiddenFunction() { cf::HideFrameworkFunction(name_, false); }
-
- private:
-  const char* name_;
-};
-
 TEST(CFBundleTest, LoadFallsBackWhereTheErrorReportingLoadIsMissing) {
   const TemporaryFolder temp;
   const Ref<CFBundle> good = BundleAt(temp.Bundle("Good.app", InfoPlist("", "Good"), "Good"));
   const Ref<CFBundle> bad =
       BundleAt(temp.Bundle("Bad.app", InfoPlist("", "Bad"), "Bad", "#!/bin/sh\n"));
   for (const bool hidden : {false, true}) {
-    const auto hide =
-        hidden ? std::make_unique<HiddenFunction>("CFBundleLoadExecutableAndReturnError") : nullptr;
+    cf::HideFrameworkFunction("CFBundleLoadExecutableAndReturnError", hidden);
     EXPECT_EQ(toolkit::System::IsFunctionAvailable("CFBundleLoadExecutableAndReturnError",
                                                    "Carbon.framework"),
               !hidden);
@@ -126,6 +165,7 @@ TEST(CFBundleTest, LoadFallsBackWhereTheErrorReportingLoadIsMissing) {
     EXPECT_FALSE(bad->Load()) << hidden;
     EXPECT_TRUE(good->Load()) << hidden;
   }
+  cf::HideFrameworkFunction("CFBundleLoadExecutableAndReturnError", false);
 }
 
 TEST(CFBundleTest, BundlesOfAFolderAndTheApplication) {
@@ -148,6 +188,8 @@ TEST(CFBundleTest, BundlesOfAFolderAndTheApplication) {
   ASSERT_FALSE(executable.IsNil());
   EXPECT_EQ(executable->NativePath(), program.string());
   EXPECT_TRUE(application->Load());
+  // The platform's bundle of that folder is the main bundle itself.
+  EXPECT_EQ(BundleAt(program.parent_path())->Reference(), application->Reference());
 }
 
 }  // namespace

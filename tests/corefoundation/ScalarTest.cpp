@@ -1,12 +1,10 @@
 #include <cstring>
 
 #include "corefoundation/CFBoolean.h"
-#include "corefoundation/CFBundle.h"
 #include "corefoundation/CFDate.h"
 #include "corefoundation/CFError.h"
 #include "corefoundation/CFNull.h"
 #include "corefoundation/CFNumber.h"
-#include "corefoundation/Carbon.h"
 #include "tests/corefoundation/Support.h"
 
 namespace corefoundation_test {
@@ -92,56 +90,6 @@ TEST(CFErrorTest, AnErrorTellsItsCodeDomainAndText) {
   EXPECT_NE(plain->Description().Bytes().find("<CFError"), std::string::npos);
   EXPECT_TRUE(error->VariantValue().IsNull());
   EXPECT_EQ(CFError::ClassID(), CFErrorGetTypeID());
-}
-
-TEST(CFBundleTest, CarbonGivesANewWrapperOfOneBundleEachTime) {
-  const auto first = Carbon::Bundle();
-  const auto second = Carbon::Bundle();
-  EXPECT_FALSE(first == second);
-  EXPECT_FALSE(Empty(first));
-  EXPECT_TRUE(first->Equals(second));
-  EXPECT_EQ(first->Operator_Compare(second), 0);
-  EXPECT_FALSE(first->Equals(CFBundle::NewCFBundleFromID("com.apple.CoreFoundation")));
-  EXPECT_TRUE(first->VariantValue().IsNull());
-}
-
-TEST(CFBundleTest, SymbolsAreFoundByNameAndMissesGiveNil) {
-  const auto carbon = Carbon::Bundle();
-  const Ptr interval = carbon->DataPointerNotRetained("kCFAbsoluteTimeIntervalSince1904");
-  ASSERT_NE(interval, nullptr);
-  double value = 0;
-  std::memcpy(&value, interval, sizeof value);
-  EXPECT_EQ(value, 3061152000.0);
-  EXPECT_NE(CFBundle::NewCFBundleFromID("com.apple.CoreFoundation")
-                ->DataPointerNotRetained("kCFTypeArrayCallBacks"),
-            nullptr);
-  {
-    const toolkit::CFStringRef domain = carbon->StringPointerRetained("kCFErrorDomainPOSIX");
-    EXPECT_EQ(toolkit::StringFromCFString(domain), "NSPOSIXErrorDomain");
-  }
-  EXPECT_EQ(carbon->DataPointerNotRetained("kCFNoSuchSymbol"), nullptr);
-  EXPECT_TRUE(carbon->StringPointerRetained("kCFNoSuchSymbol").IsNull());
-  EXPECT_EQ(carbon->DataPointerNotRetained(String("\xFF")), nullptr);
-  // An unknown identifier gives a wrapper, empty, whose lookups miss.
-  for (const char* id : {"com.example.nothing", "", "\xFF"}) {
-    const Ref<CFBundle> unknown = CFBundle::NewCFBundleFromID(id);
-    ASSERT_FALSE(unknown.IsNil());
-    EXPECT_TRUE(Empty(unknown));
-    EXPECT_EQ(unknown->DataPointerNotRetained("kCFNull"), nullptr);
-  }
-}
-
-TEST(CFBundleTest, CachedLookupsAreNotRepeated) {
-  CFDate::AbsoluteTimeIntervalSince1904();
-  CFBoolean::GetTrue();
-  CFNull::CFNullRef();
-  CFNumber::NaN();
-  const CallCounter counter;
-  EXPECT_EQ(CFDate::AbsoluteTimeIntervalSince1904(), 3061152000.0);
-  EXPECT_FALSE(CFBoolean::GetTrue().IsNil());
-  EXPECT_NE(CFNull::CFNullRef(), nullptr);
-  EXPECT_FALSE(CFNumber::NaN().IsNil());
-  EXPECT_EQ(counter.Calls(), 0);
 }
 
 }  // namespace
