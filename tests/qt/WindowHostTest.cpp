@@ -168,6 +168,20 @@ TEST_F(WindowHostTest, MenusShowTheBarsItemsAsDesigned) {
   EXPECT_EQ(list().ListCount(), 0);
 }
 
+TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenInTheView) {
+  list().DeleteAllRows();
+  host->activateWindow();
+  ASSERT_TRUE(QTest::qWaitForWindowActive(host.get()));
+  QTest::keyClick(host.get(), Qt::Key_G, Qt::ControlModifier);
+  ASSERT_EQ(host->ItemModel()->rowCount(), 1);
+  const QModelIndex root = host->ItemModel()->index(0, 0);
+  EXPECT_EQ(root.data().toString(), "MACs");
+  EXPECT_TRUE(view().isExpanded(root));
+  // Its children are this machine's interfaces; the primary row stands first in any case.
+  ASSERT_GE(host->ItemModel()->rowCount(root), 1);
+  EXPECT_EQ(host->ItemModel()->index(0, 2, root).data().toString(), "Primary");
+}
+
 TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {
   view().setCurrentIndex(host->ItemModel()->index(0, 0));
   QApplication::clipboard()->clear();
