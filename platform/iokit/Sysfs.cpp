@@ -77,18 +77,8 @@ bool OnUsb(const fs::path& deviceLink, const fs::path& sysTop) {
   return false;
 }
 
-}  // namespace
-
-fs::path& RootSlot() {
-  static fs::path root = "/";
-  return root;
-}
-
-bool RegistryPresent(const fs::path& root) {
-  std::error_code ec;
-  return fs::is_directory(root / "sys" / "class" / "net", ec);
-}
-
+// "02:fc:00:00:00:01" (with or without a line end) as bytes; none for anything else,
+// including the empty text.
 std::optional<std::vector<std::uint8_t>> ParseAddress(std::string_view text) {
   text = TrimEnd(text);
   if (text.empty()) return std::nullopt;
@@ -104,6 +94,13 @@ std::optional<std::vector<std::uint8_t>> ParseAddress(std::string_view text) {
   }
 }
 
+struct DefaultRoute {
+  std::string interface;
+  std::uint32_t metric;
+};
+
+// The default routes (destination and mask 0) that are up, in the text of /proc/net/route,
+// in the order of their lines. The heading and lines of another form are passed over.
 std::vector<DefaultRoute> DefaultRoutes(std::string_view routeTable) {
   constexpr unsigned kRouteUp = 0x0001;  // RTF_UP
   std::vector<DefaultRoute> routes;
@@ -122,7 +119,7 @@ std::vector<DefaultRoute> DefaultRoutes(std::string_view routeTable) {
       fields.push_back(line.substr(0, stop));
       line.remove_prefix(stop);
     }
-    if (fields.size() < 8) continue;
+    if (fields.size() < 7) continue;
     const auto destination = ParseNumber<std::uint32_t>(fields[1], 16);
     const auto flags = ParseNumber<std::uint32_t>(fields[3], 16);
     const auto metric = ParseNumber<std::uint32_t>(fields[6]);
@@ -132,6 +129,18 @@ std::vector<DefaultRoute> DefaultRoutes(std::string_view routeTable) {
     routes.push_back({std::string(fields[0]), *metric});
   }
   return routes;
+}
+
+}  // namespace
+
+fs::path& RootSlot() {
+  static fs::path root = "/";
+  return root;
+}
+
+bool RegistryPresent(const fs::path& root) {
+  std::error_code ec;
+  return fs::is_directory(root / "sys" / "class" / "net", ec);
 }
 
 std::optional<std::vector<InterfaceInfo>> ReadInterfaces(const fs::path& root) {

@@ -35,17 +35,4 @@ bool RegistryPresent(const std::filesystem::path& root);
 // of their names), with their flags set. None when that folder can't be read.
 std::optional<std::vector<InterfaceInfo>> ReadInterfaces(const std::filesystem::path& root);
 
-// The parts of the readers, for tests.
-
-// "02:fc:00:00:00:01" (with or without a line end) as bytes; none for anything else,
-// including the empty text.
-std::optional<std::vector<std::uint8_t>> ParseAddress(std::string_view text);
-struct DefaultRoute {
-  std::string interface;
-  std::uint32_t metric;
-};
-// The default routes (destination and mask 0) that are up, in the text of /proc/net/route,
-// in the order of their lines. The heading and lines that aren't of that form are passed over.
-std::vector<DefaultRoute> DefaultRoutes(std::string_view routeTable);
-
 }  // namespace iokit

@@ -7,14 +7,12 @@
 
 #include <stdlib.h>
 
-#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "platform/iokit/TestRoot.h"
@@ -23,30 +21,28 @@ namespace iokit_test {
 
 namespace fs = std::filesystem;
 
-// One level of a device path below sys/devices and the bus it belongs to ("" for none).
-struct DeviceLevel {
-  std::string name;
-  std::string bus;
-};
-using DevicePath = std::vector<DeviceLevel>;
+// The levels of a device path below sys/devices, each with its bus ("" for none).
+using DevicePath = std::vector<std::pair<std::string, std::string>>;
 
-// Device paths of the usual kinds. `slot` tells devices of one kind apart.
 inline DevicePath Pci(int slot) {
   return {{"pci0000:00", ""}, {"0000:00:0" + std::to_string(slot) + ".0", "pci"}};
 }
 inline DevicePath Virtio(int slot) {
   DevicePath path = Pci(slot);
-  path.push_back({"virtio" + std::to_string(slot), "virtio"});
+  path.emplace_back("virtio" + std::to_string(slot), "virtio");
   return path;
 }
-// A USB adapter: the interface of a device on a port of the root hub, behind a PCI host.
-inline DevicePath Usb(int port) {
+// The interface of an adapter on a port of the root hub, behind a PCI host; `below` adds a
+// device of another bus under it.
+inline DevicePath Usb(int port, const std::string& below = "") {
   const std::string device = "1-" + std::to_string(port);
-  return {{"pci0000:00", ""},
-          {"0000:00:14.0", "pci"},
-          {"usb1", "usb"},
-          {device, "usb"},
-          {device + ":1.0", "usb"}};
+  DevicePath path = {{"pci0000:00", ""},
+                     {"0000:00:14.0", "pci"},
+                     {"usb1", "usb"},
+                     {device, "usb"},
+                     {device + ":1.0", "usb"}};
+  if (!below.empty()) path.emplace_back(below, "wwan");
+  return path;
 }
 inline DevicePath PlatformBus(const std::string& name) {
   return {{"platform", ""}, {"soc", "platform"}, {name, "platform"}};
@@ -55,37 +51,31 @@ inline const DevicePath kVirtual = {};  // no device: bridges, veth, tap, dummy
 
 struct FakeInterface {
   std::string name;
-  std::int64_t ifindex;
-  // The text of `address` without its line end; none: no such file.
-  std::optional<std::string> address;
+  int ifindex;
+  std::optional<std::string> address;  // the text of `address`; none: no such file
   DevicePath device = kVirtual;
   std::string type = "1";  // ARPHRD_ETHER; 772 is loopback, 65534 a tunnel
 };
 
 // A line of /proc/net/route as the kernel writes it.
-inline std::string RouteLine(const std::string& interface, std::uint32_t destination,
-                             std::uint32_t flags, std::uint32_t metric, std::uint32_t mask) {
+inline std::string RouteLine(const std::string& interface, unsigned destination, unsigned flags,
+                             unsigned metric, unsigned mask) {
   char line[160];
-  std::snprintf(line, sizeof line, "%s\t%08X\t%08X\t%04X\t0\t0\t%u\t%08X\t0\t0\t0\n",
-                interface.c_str(), destination, destination == 0 ? 0x0102A8C0u : 0u, flags, metric,
-                mask);
+  std::snprintf(line, sizeof line, "%s\t%08X\t0102A8C0\t%04X\t0\t0\t%u\t%08X\t0\t0\t0\n",
+                interface.c_str(), destination, flags, metric, mask);
   return line;
 }
-inline std::string DefaultRoute(const std::string& interface, std::uint32_t metric = 0) {
+inline std::string DefaultRoute(const std::string& interface, unsigned metric = 0) {
   return RouteLine(interface, 0, 0x0003, metric, 0);  // up, through a gateway
 }
-inline constexpr const char kRouteHeading[] =
-    "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n";
 
 class FakeSysfs {
  public:
-  // An empty sys/class/net, and no route table until Routes is called.
-  FakeSysfs() : root_(MakeFolder()), scope_(root_) {
-    fs::create_directories(root_ / "sys" / "class" / "net");
+  explicit FakeSysfs(const std::vector<FakeInterface>& interfaces = {},
+                     const std::string& routes = "")
+      : root_(MakeFolder()), scope_(root_) {
+    fs::create_directories(NetFolder());
     fs::create_directories(root_ / "proc" / "net");
-  }
-  // With the given interfaces and the route table of the given lines.
-  FakeSysfs(const std::vector<FakeInterface>& interfaces, const std::string& routes) : FakeSysfs() {
     for (const FakeInterface& i : interfaces)
       Add(i);
     Routes(routes);
@@ -103,18 +93,16 @@ class FakeSysfs {
 
   void Add(const FakeInterface& i) {
     fs::path device = root_ / "sys" / "devices";
-    for (const DeviceLevel& level : i.device) {
-      device /= level.name;
+    for (const auto& [name, bus] : i.device) {
+      device /= name;
       fs::create_directories(device);
-      if (!level.bus.empty() && !fs::is_symlink(device / "subsystem")) {
-        const fs::path bus = root_ / "sys" / "bus" / level.bus;
-        fs::create_directories(bus);
-        fs::create_directory_symlink(fs::relative(bus, device), device / "subsystem");
-      }
+      if (bus.empty() || fs::is_symlink(device / "subsystem")) continue;
+      fs::create_directories(root_ / "sys" / "bus" / bus);
+      fs::create_directory_symlink(fs::relative(root_ / "sys" / "bus" / bus, device),
+                                   device / "subsystem");
     }
-    const fs::path folder = i.device.empty()
-                                ? root_ / "sys" / "devices" / "virtual" / "net" / i.name
-                                : device / "net" / i.name;
+    const fs::path folder =
+        i.device.empty() ? device / "virtual" / "net" / i.name : device / "net" / i.name;
     fs::create_directories(folder);
     fs::create_directory_symlink(fs::relative(folder, NetFolder()), Net(i.name));
     if (!i.device.empty())
@@ -124,9 +112,11 @@ class FakeSysfs {
     if (i.address) Write(folder / "address", *i.address + "\n");
   }
 
-  // The route table: the heading and these lines.
+  // The route table: the kernel's heading and these lines.
   void Routes(const std::string& lines) {
-    Write(root_ / "proc" / "net" / "route", kRouteHeading + lines);
+    Write(root_ / "proc" / "net" / "route",
+          "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n" +
+              lines);
   }
 
   static void Write(const fs::path& path, const std::string& text) {
