@@ -119,7 +119,7 @@ std::vector<DefaultRoute> DefaultRoutes(std::string_view routeTable) {
       fields.push_back(line.substr(0, stop));
       line.remove_prefix(stop);
     }
-    if (fields.size() < 7) continue;
+    if (fields.size() < 8) continue;
     const auto destination = ParseNumber<std::uint32_t>(fields[1], 16);
     const auto flags = ParseNumber<std::uint32_t>(fields[3], 16);
     const auto metric = ParseNumber<std::uint32_t>(fields[6]);
