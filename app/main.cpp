@@ -25,18 +25,17 @@ int Run(int argc, char** argv) {
   QApplication::setQuitOnLastWindowClosed(false);
   qt::QtDesktop desktop;
 
-  int status = 0;
-  qt::Guard([&] {
-    const auto app = StartApplication();
-    const auto window = Window1::Instance();
-    qt::WindowHost host(window);
-    host.show();
-    window->RaiseOpen();
-    app->RaiseOpen();
-    host.SyncMenus();
-    status = QApplication::exec();
-    if (window->IsOpen()) window->RaiseClose();
-  });
+  // An exception during start-up ends the program in main; once the loop runs, each event
+  // that Qt delivers is guarded on its own.
+  const auto app = StartApplication();
+  const auto window = Window1::Instance();
+  qt::WindowHost host(window);
+  host.show();
+  window->RaiseOpen();
+  app->RaiseOpen();
+  host.SyncMenus();
+  const int status = QApplication::exec();
+  if (window->IsOpen()) window->RaiseClose();
   return status;
 }
 

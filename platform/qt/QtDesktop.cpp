@@ -67,7 +67,13 @@ void QtEventLoop::Quit() {
 
 void ReportUnhandled(const char* what) {
   std::fprintf(stderr, "quellmark: unhandled exception: %s\n", what);
-  QCoreApplication::exit(1);
+  if (qobject_cast<QApplication*>(QCoreApplication::instance()) == nullptr) return;
+  auto* box = new QMessageBox(
+      QMessageBox::Warning, QCoreApplication::applicationName(),
+      QStringLiteral("An exception was not handled:\n%1").arg(QString::fromUtf8(what)),
+      QMessageBox::Ok, QApplication::activeWindow());
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->open();
 }
 
 QtLabel::QtLabel() : widget_(new QLabel) {

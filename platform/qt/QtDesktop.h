@@ -31,8 +31,9 @@ class QtEventLoop final : public toolkit::EventLoop {
   std::deque<std::function<void()>> tasks_;
 };
 
-// The toolkit's top-level handling: the exception is told on the standard error and the
-// event loop ends with status 1.
+// The toolkit's top-level handling of an exception that left an event: it is told on the
+// standard error and in a message box that doesn't wait, and the program goes on with its next
+// event. Every handler of the program leaves the window's state whole when it raises.
 void ReportUnhandled(const char* what);
 
 // Runs `f`, handing any exception that leaves it to ReportUnhandled. Everything that Qt calls

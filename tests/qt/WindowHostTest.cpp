@@ -13,8 +13,10 @@
 #include <QUrl>
 #include <memory>
 
+#include <QMessageBox>
 #include "Support.h"
 #include "app/App.h"
+#include "platform/iokit/TestRoot.h"
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/WindowHost.h"
 #include "window/Window1.h"
@@ -180,6 +182,23 @@ TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenInTheView) {
   // Its children are this machine's interfaces; the primary row stands first in any case.
   ASSERT_GE(host->ItemModel()->rowCount(root), 1);
   EXPECT_EQ(host->ItemModel()->index(0, 2, root).data().toString(), "Primary");
+}
+
+// Without a registry the interfaces can't be asked for: the exception of that event is
+// reported in a box that doesn't wait, and the window goes on taking events.
+TEST_F(WindowHostTest, AnExceptionThatLeavesAnEventIsReportedAndTheProgramGoesOn) {
+  host->activateWindow();
+  ASSERT_TRUE(QTest::qWaitForWindowActive(host.get()));
+  const iokit::test::ScopedRoot noRegistry(temp.path() / "no-such-root");
+  host->Action("FileShowMACs")->trigger();
+  auto* box = host->findChild<QMessageBox*>();
+  ASSERT_NE(box, nullptr);
+  EXPECT_TRUE(box->isVisible());
+  EXPECT_TRUE(box->text().contains("NilObjectException"));
+  box->accept();
+
+  QTest::keyClick(&view(), Qt::Key_Delete);
+  EXPECT_EQ(list().ListCount(), 0) << "the window still takes keys";
 }
 
 TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {
