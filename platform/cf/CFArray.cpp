@@ -92,25 +92,13 @@ CFHashCode ArrayHash(const Object& object) {
   return static_cast<CFHashCode>(static_cast<const OpaqueCFArray&>(object).values.size());
 }
 
-// A value's description: through the callbacks where they give one, else its address.
-std::string ValueDescription(CFArrayCopyDescriptionCallBack describe, const void* value) {
-  if (describe != nullptr) {
-    if (CFStringRef text = describe(value)) {
-      std::string utf8 = UTF8Of(text);
-      CFRelease(text);
-      return utf8;
-    }
-  }
-  return Join({"<", std::to_string(reinterpret_cast<std::uintptr_t>(value)), ">"});
-}
-
 std::string ArrayContents(const Object& object) {
   const auto& array = static_cast<const OpaqueCFArray&>(object);
   std::string text = Join({"type = ", array.isMutable ? "mutable-small" : "immutable",
                            ", count = ", std::to_string(array.values.size()), ", values = (\n"});
   for (std::size_t i = 0; i < array.values.size(); ++i) {
     text += Join({"\t", std::to_string(i), " : ",
-                  ValueDescription(array.callBacks.copyDescription, array.values[i]), "\n"});
+                  DescribeValue(array.callBacks.copyDescription, array.values[i]), "\n"});
   }
   return text + ")";
 }

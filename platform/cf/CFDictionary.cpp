@@ -162,17 +162,6 @@ CFHashCode DictionaryHash(const Object& object) {
   return static_cast<CFHashCode>(static_cast<const Dictionary&>(object).entries.size());
 }
 
-std::string Described(CFDictionaryCopyDescriptionCallBack describe, const void* value) {
-  if (describe != nullptr) {
-    if (CFStringRef text = describe(value)) {
-      std::string utf8 = UTF8Of(text);
-      CFRelease(text);
-      return utf8;
-    }
-  }
-  return Join({"<", std::to_string(reinterpret_cast<std::uintptr_t>(value)), ">"});
-}
-
 std::string DictionaryContents(const Object& object) {
   const auto& dictionary = static_cast<const Dictionary&>(object);
   std::string text =
@@ -181,8 +170,8 @@ std::string DictionaryContents(const Object& object) {
   for (std::size_t i = 0; i < dictionary.entries.size(); ++i) {
     const Dictionary::Entry& entry = dictionary.entries[i];
     text += Join({"\t", std::to_string(i), " : ",
-                  Described(dictionary.keyCallBacks.copyDescription, entry.key), " = ",
-                  Described(dictionary.valueCallBacks.copyDescription, entry.value), "\n"});
+                  DescribeValue(dictionary.keyCallBacks.copyDescription, entry.key), " = ",
+                  DescribeValue(dictionary.valueCallBacks.copyDescription, entry.value), "\n"});
   }
   return text;
 }

@@ -3,6 +3,7 @@
 #include <unicode/ustring.h>
 
 #include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -238,6 +239,17 @@ std::string UTF8Of(CFStringRef string) {
   const Object* object = Find(string);
   if (object == nullptr || object->TypeID() != kStringTypeID) return {};
   return UTF8Of(*static_cast<const OpaqueCFString*>(object));
+}
+
+std::string DescribeValue(CFStringRef (*describe)(const void* value), const void* value) {
+  if (describe != nullptr) {
+    if (CFStringRef text = describe(value)) {
+      std::string utf8 = UTF8Of(text);
+      CFRelease(text);
+      return utf8;
+    }
+  }
+  return Join({"<", std::to_string(reinterpret_cast<std::uintptr_t>(value)), ">"});
 }
 
 }  // namespace cf

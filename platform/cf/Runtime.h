@@ -156,6 +156,9 @@ CFStringRef MakeConstantString(std::string_view utf8);
 std::string UTF8Of(const OpaqueCFString& string);
 // The same for a ref that the caller knows to be a live string.
 std::string UTF8Of(CFStringRef string);
+// A stored value's description, by a collection's description callback where it gives one,
+// else "<address>".
+std::string DescribeValue(CFStringRef (*describe)(const void* value), const void* value);
 
 // The constants that the framework bundles export by name: the two booleans, the number for
 // NaN or an infinity of `value`'s sign, and the null object.
