@@ -2,6 +2,7 @@
 
 #include <plist/plist.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
@@ -50,6 +51,60 @@ class Made {
  private:
   std::vector<const void*> refs_;
 };
+
+// Big-endian unsigned integer of `width` bytes at `at`; false when it doesn't fit in `bytes`.
+bool ReadBigEndian(std::string_view bytes, std::uint64_t at, std::uint64_t width,
+                   std::uint64_t& value) {
+  if (width == 0 || width > 8 || at > bytes.size() || bytes.size() - at < width) return false;
+  value = 0;
+  for (std::uint64_t i = 0; i < width; ++i)
+    value = (value << 8) | static_cast<unsigned char>(bytes[at + i]);
+  return true;
+}
+
+// Whether a binary list holds a string object with a zero byte (ASCII) or a zero unit
+// (UTF-16). libplist asserts, and so ends the process, when such a string is a dictionary's
+// key, so these lists are refused before it builds them. The walk goes over the offset table
+// and reads nothing outside `bytes`; anything that doesn't fit is left to libplist to refuse.
+bool HasStringWithZero(std::string_view bytes) {
+  constexpr std::uint64_t kTrailer = 32;
+  if (bytes.size() < 8 + kTrailer || bytes.substr(0, 6) != "bplist") return false;
+  const std::uint64_t trailer = bytes.size() - kTrailer;
+  std::uint64_t offsetSize = 0, objects = 0, table = 0;
+  if (!ReadBigEndian(bytes, trailer + 6, 1, offsetSize) ||
+      !ReadBigEndian(bytes, trailer + 8, 8, objects) ||
+      !ReadBigEndian(bytes, trailer + 24, 8, table) || offsetSize == 0 || offsetSize > 8 ||
+      table >= trailer) {
+    return false;
+  }
+  objects = std::min(objects, (trailer - table) / offsetSize);
+  for (std::uint64_t i = 0; i < objects; ++i) {
+    std::uint64_t offset = 0, marker = 0;
+    if (!ReadBigEndian(bytes, table + i * offsetSize, offsetSize, offset) ||
+        !ReadBigEndian(bytes, offset, 1, marker)) {
+      continue;
+    }
+    const std::uint64_t kind = marker >> 4;
+    if (kind != 0x5 && kind != 0x6) continue;
+    std::uint64_t count = marker & 0xF;
+    std::uint64_t start = offset + 1;
+    if (count == 0xF) {
+      // The count follows as an integer object: marker 0x1n, then 2^n bytes.
+      std::uint64_t intMarker = 0;
+      if (!ReadBigEndian(bytes, start, 1, intMarker) || (intMarker >> 4) != 0x1) continue;
+      const std::uint64_t width = std::uint64_t{1} << (intMarker & 0xF);
+      if (!ReadBigEndian(bytes, start + 1, width, count)) continue;
+      start += 1 + width;
+    }
+    const std::uint64_t unit = kind == 0x5 ? 1 : 2;
+    if (start > bytes.size() || count > (bytes.size() - start) / unit) continue;
+    for (std::uint64_t c = 0; c < count; ++c) {
+      const std::string_view code = bytes.substr(start + c * unit, unit);
+      if (code.find_first_not_of('\0') == std::string_view::npos) return true;
+    }
+  }
+  return false;
+}
 
 CFStringRef NewUTF8String(std::string_view text) {
   return CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),
@@ -152,6 +207,10 @@ CFPropertyListRef PropertyListFromBytes(std::string_view bytes, CFPropertyListFo
     return nullptr;
   }
   const auto size = static_cast<std::uint32_t>(bytes.size());
+  if (HasStringWithZero(bytes)) {
+    *why = "The property list holds text with a zero character.";
+    return nullptr;
+  }
   plist_t root = nullptr;
   plist_from_memory(bytes.data(), size, &root);
   const Plist owned(root);

@@ -90,6 +90,12 @@ TEST(PropertyListTest, WhatIsNoPropertyListGivesAnErrorAndNoObject) {
       {"truncated binary", Binary(kEveryType).substr(0, 40)},
       {"text that is no UTF-8", "<plist version=\"1.0\"><string>\xFF\xFE</string></plist>"},
       {"nested too deep", deep},
+      // {"a\0b": 1} in binary form: libplist would assert on the key.
+      {"a key with a zero byte",
+       std::string("bplist00\xd1\x01\x02\x53\x61\x00\x62\x10\x01\x08\x0b\x0f"
+                   "\0\0\0\0\0\0\x01\x01\0\0\0\0\0\0\0\x03\0\0\0\0\0\0\0\0"
+                   "\0\0\0\0\0\0\0\x11",
+                   52)},
   };
   for (const auto& row : kRows) {
     const Owned<CFDataRef> data(NewData(row.bytes));
