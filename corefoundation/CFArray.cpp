@@ -11,17 +11,6 @@
 
 namespace CoreFoundation {
 
-namespace {
-
-// The reference of an element that must hold one.
-Ptr ElementReference(const Ref<CFType>& element) {
-  const Ptr ref = element->Reference();  // raises for nil
-  if (ref == nullptr) throw toolkit::NilObjectException();
-  return ref;
-}
-
-}  // namespace
-
 Ref<CFArray> CFArray::New(Ptr ref, bool hasOwnership) {
   return Make<CFArray>(ref, hasOwnership);
 }

@@ -12,12 +12,6 @@ namespace CoreFoundation {
 
 namespace {
 
-Ptr ElementReference(const Ref<CFType>& element) {
-  const Ptr ref = element->Reference();  // raises for nil
-  if (ref == nullptr) throw toolkit::NilObjectException();
-  return ref;
-}
-
 // The reference of a wrapper, or null for nil.
 Ptr ReferenceOf(const Ref<CFType>& wrapper) {
   return wrapper.IsNil() ? nullptr : wrapper->Reference();
@@ -65,19 +59,10 @@ void CFDictionary::Constructor(const Ref<CFDictionary>& source) {
 void CFDictionary::Constructor(const std::vector<Ref<CFType>>& keys,
                                const std::vector<Ref<CFType>>& values) {
   if (keys.size() != values.size()) throw toolkit::OutOfBoundsException();
-  static bool initialized = false;
-  static const CFDictionaryKeyCallBacks* keyCallbacks = nullptr;
-  static const CFDictionaryValueCallBacks* valueCallbacks = nullptr;
-  if (!initialized) {
-    initialized = true;
-    keyCallbacks = static_cast<const CFDictionaryKeyCallBacks*>(
-        DefaultCallbacks("kCFTypeDictionaryKeyCallBacks"));
-    valueCallbacks = static_cast<const CFDictionaryValueCallBacks*>(
-        DefaultCallbacks("kCFTypeDictionaryValueCallBacks"));
-  }
+  const TypeCallbacks& callbacks = DefaultTypeCallbacks();
   CFDictionaryRef dictionary = nullptr;
   if (keys.empty()) {
-    dictionary = CFDictionaryCreate(nullptr, nullptr, nullptr, 0, keyCallbacks, valueCallbacks);
+    dictionary = CFDictionaryCreate(nullptr, nullptr, nullptr, 0, callbacks.keys, callbacks.values);
   } else {
     const std::size_t bytes = keys.size() * sizeof(Ptr);
     toolkit::MemoryBlock keyBlock(bytes);
@@ -91,9 +76,19 @@ void CFDictionary::Constructor(const std::vector<Ref<CFType>>& keys,
     dictionary =
         CFDictionaryCreate(nullptr, reinterpret_cast<const void**>(keyBlock.Data()),
                            reinterpret_cast<const void**>(valueBlock.Data()),
-                           static_cast<CFIndex>(keys.size()), keyCallbacks, valueCallbacks);
+                           static_cast<CFIndex>(keys.size()), callbacks.keys, callbacks.values);
   }
   Constructor(dictionary, true);
+}
+
+const CFDictionary::TypeCallbacks& CFDictionary::DefaultTypeCallbacks() {
+  static const TypeCallbacks callbacks = {
+      static_cast<const CFDictionaryKeyCallBacks*>(
+          DefaultCallbacks("kCFTypeDictionaryKeyCallBacks")),
+      static_cast<const CFDictionaryValueCallBacks*>(
+          DefaultCallbacks("kCFTypeDictionaryValueCallBacks")),
+  };
+  return callbacks;
 }
 
 bool CFDictionary::BothHold(const Ref<CFType>& other) const {

@@ -56,6 +56,12 @@ class CFDictionary : public CFType, public CFPropertyList {
 
   // The callback structure of that name from "com.apple.Carbon", looked up at each call.
   static Ptr DefaultCallbacks(const String& symbolName);
+  // "kCFTypeDictionaryKeyCallBacks" and "kCFTypeDictionaryValueCallBacks", fetched once.
+  struct TypeCallbacks {
+    const CFDictionaryKeyCallBacks* keys;
+    const CFDictionaryValueCallBacks* values;
+  };
+  static const TypeCallbacks& DefaultTypeCallbacks();
   CFDictionaryRef Dictionary() const { return static_cast<CFDictionaryRef>(Reference()); }
   // Whether the receiver and `other` both hold a reference.
   bool BothHold(const Ref<CFType>& other) const;

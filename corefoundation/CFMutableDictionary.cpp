@@ -22,17 +22,8 @@ Ref<CFMutableDictionary> CFMutableDictionary::New(const std::vector<Ref<CFType>>
 }
 
 void CFMutableDictionary::Constructor() {
-  static bool initialized = false;
-  static const CFDictionaryKeyCallBacks* keyCallbacks = nullptr;
-  static const CFDictionaryValueCallBacks* valueCallbacks = nullptr;
-  if (!initialized) {
-    initialized = true;
-    keyCallbacks = static_cast<const CFDictionaryKeyCallBacks*>(
-        DefaultCallbacks("kCFTypeDictionaryKeyCallBacks"));
-    valueCallbacks = static_cast<const CFDictionaryValueCallBacks*>(
-        DefaultCallbacks("kCFTypeDictionaryValueCallBacks"));
-  }
-  Constructor(CFDictionaryCreateMutable(nullptr, 0, keyCallbacks, valueCallbacks), true);
+  const TypeCallbacks& callbacks = DefaultTypeCallbacks();
+  Constructor(CFDictionaryCreateMutable(nullptr, 0, callbacks.keys, callbacks.values), true);
 }
 
 void CFMutableDictionary::Constructor(const Ref<CFDictionary>& source) {

@@ -117,6 +117,12 @@ Variant CFType::VariantValue() const {
   return Event_VariantValue();
 }
 
+Ptr CFType::ElementReference(const Ref<CFType>& element) {
+  const Ptr ref = element->Reference();  // raises for nil
+  if (ref == nullptr) throw toolkit::NilObjectException();
+  return ref;
+}
+
 // The factory's table, in its order; the first row whose class id matches makes the wrapper.
 //
 //   id of          wrapper made

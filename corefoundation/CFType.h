@@ -106,6 +106,9 @@ class CFType : public toolkit::Object {
   // TypeMismatchException with "CFTypeRef &h<ref in hex> has CFTypeID <actual>; CFTypeID
   // <expected> was expected."
   Ptr VerifyType(Ptr ref) const;
+  // The reference of an element that must hold one: NilObjectException for a nil or empty
+  // wrapper.
+  static Ptr ElementReference(const Ref<CFType>& element);
 
   // The type id this class wraps; 0 where a class has no id of its own.
   virtual std::uint32_t Event_ClassID() const { return 0; }
