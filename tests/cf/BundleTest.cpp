@@ -151,7 +151,8 @@ TEST(BundleTest, ALoadThatFailsSaysWhyInAnError) {
   };
   int n = 0;
   for (const auto& row : kRows) {
-    const std::string name = "B" + std::to_string(n++) + ".app";
+    std::string name = "B";
+    name.append(std::to_string(n++)).append(".app");
     const Owned<CFBundleRef> bundle(NewBundle(
         temp.Bundle(name, InfoPlist("", row.executableName), row.executableName, row.executable)));
     CFErrorRef error = nullptr;

@@ -140,7 +140,7 @@ TEST(URLTest, FilePathsGoThereAndBack) {
 
 TEST(URLTest, TheBufferMustHoldThePathAndItsTerminator) {
   for (const std::size_t length : {std::size_t{1023}, std::size_t{1024}, std::size_t{70000}}) {
-    const std::string path = "/" + std::string(length - 1, 'x');
+    const std::string path = std::string(1, '/').append(length - 1, 'x');
     const Owned<CFURLRef> url(NewFileURL(path, false));
     const auto size = static_cast<CFIndex>(length);
     EXPECT_EQ(FileSystemPath(url, true, size), "(false)") << length;

@@ -69,7 +69,7 @@ TEST(CFURLTest, PathTriesBuffersUpTo64KB) {
       {65536, false},  // would need the 128 KB buffer, which is never passed
   };
   for (const auto& row : kRows) {
-    const std::string path = "/" + std::string(row.length - 1, 'p');
+    const std::string path = std::string(1, '/').append(row.length - 1, 'p');
     const Ref<CFURL> url = CFURL::New("file://" + path);
     ASSERT_FALSE(Empty(url)) << row.length;
     const CallCounter counter;
