@@ -8,7 +8,7 @@
 #include "corefoundation/CFURL.h"
 #include "platform/cf/CFBundle.h"
 #include "platform/toolkit/Exceptions.h"
-#include "platform/toolkit/System.h"
+#include "platform/toolkit/cf/System.h"
 
 namespace CoreFoundation {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "corefoundation/CFType.h"
-#include "platform/toolkit/CFStringRef.h"
+#include "platform/toolkit/cf/CFStringRef.h"
 
 namespace CoreFoundation {
 

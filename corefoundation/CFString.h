@@ -2,7 +2,7 @@
 
 #include "corefoundation/CFPropertyList.h"
 #include "corefoundation/CFType.h"
-#include "platform/toolkit/CFStringRef.h"
+#include "platform/toolkit/cf/CFStringRef.h"
 
 namespace CoreFoundation {
 

@@ -5,7 +5,7 @@
 #include "app/Stubs.h"
 #include "platform/toolkit/Exceptions.h"
 #include "platform/toolkit/MemoryBlock.h"
-#include "platform/toolkit/System.h"
+#include "platform/toolkit/cf/System.h"
 
 namespace CoreFoundation {
 

@@ -2,7 +2,7 @@
 
 #include "corefoundation/CFType.h"
 #include "platform/cf/CFURL.h"
-#include "platform/toolkit/CFStringRef.h"
+#include "platform/toolkit/cf/CFStringRef.h"
 #include "platform/toolkit/FolderItem.h"
 #include "platform/toolkit/MemoryBlock.h"
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "platform/cf/CFBase.h"
-#include "platform/toolkit/CFStringRef.h"
+#include "platform/toolkit/cf/CFStringRef.h"
 
 namespace CoreFoundation {
 

@@ -13,7 +13,7 @@
 #include "corefoundation/Carbon.h"
 #include "platform/cf/StandIn.h"
 #include "platform/toolkit/Exceptions.h"
-#include "platform/toolkit/System.h"
+#include "platform/toolkit/cf/System.h"
 #include "tests/cf/TestBundle.h"
 #include "tests/corefoundation/Support.h"
 

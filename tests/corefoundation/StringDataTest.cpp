@@ -4,7 +4,7 @@
 #include "corefoundation/CFMutableData.h"
 #include "corefoundation/CFMutableString.h"
 #include "corefoundation/CFString.h"
-#include "platform/toolkit/CFStringRef.h"
+#include "platform/toolkit/cf/CFStringRef.h"
 #include "tests/corefoundation/Support.h"
 
 namespace corefoundation_test {

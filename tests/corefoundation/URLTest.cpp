@@ -7,7 +7,7 @@
 #include "corefoundation/CFURL.h"
 #include "platform/toolkit/Exceptions.h"
 #include "platform/toolkit/FolderItem.h"
-#include "platform/toolkit/System.h"
+#include "platform/toolkit/cf/System.h"
 #include "tests/corefoundation/Support.h"
 
 namespace corefoundation_test {

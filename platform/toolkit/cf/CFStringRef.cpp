@@ -1,4 +1,4 @@
-#include "platform/toolkit/CFStringRef.h"
+#include "platform/toolkit/cf/CFStringRef.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "platform/toolkit/System.h"
+#include "platform/toolkit/cf/System.h"
 
 #include <dlfcn.h>
 
@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "platform/cf/CFBundle.h"
-#include "platform/toolkit/CFStringRef.h"
+#include "platform/toolkit/cf/CFStringRef.h"
 #include "platform/toolkit/Exceptions.h"
 
 namespace toolkit::System {

@@ -1,0 +1,2 @@
+// The window logic, which runs headless, reaching for a widget.
+#include <QWidget>
