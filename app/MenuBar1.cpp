@@ -37,7 +37,7 @@ void MenuBar1::Untitled1() {
   edit->AddMenu(Ref<MenuItem>::New("EditCut", "Cu&t", "Cmd+X", false));
   edit->AddMenu(Ref<MenuItem>::New("EditCopy", "&Copy", "Cmd+C", true));
   edit->AddMenu(Ref<MenuItem>::New("EditPaste", "&Paste", "Cmd+V", false));
-  // No shortcut by design: App's Open event gives it Backspace.
+  // No shortcut here: App's Open event gives it Backspace, so it has none before that.
   edit->AddMenu(Ref<MenuItem>::New("EditClear", "Clear", "", false));
   edit->AddMenu(Ref<MenuItem>::New("UntitledMenu0", "-", "", true));
   edit->AddMenu(Ref<MenuItem>::New("EditSelectAll", "Select &All", "Cmd+A", false));

@@ -4,6 +4,7 @@
 
 #include "corefoundation/CFBundle.h"
 #include "corefoundation/CFString.h"
+#include "corefoundation/FetchedOnce.h"
 #include "platform/cf/CFArray.h"
 #include "platform/cf/CFString.h"
 #include "platform/toolkit/Exceptions.h"
@@ -28,26 +29,18 @@ Ref<CFArray> CFArray::New(const Ref<CFObjectMBS>& source) {
 }
 
 std::uint32_t CFArray::ClassID() {
-  static bool initialized = false;
-  static std::uint32_t id = 0;
-  if (!initialized) {
-    initialized = true;
-    id = static_cast<std::uint32_t>(CFArrayGetTypeID());
-  }
-  return id;
+  static FetchedOnce<std::uint32_t> id;
+  return id.Get([] { return static_cast<std::uint32_t>(CFArrayGetTypeID()); });
 }
 
 Ptr CFArray::DefaultCallbacks() {
-  static bool initialized = false;
-  static Ptr callbacks = nullptr;
-  if (!initialized) {
-    initialized = true;
+  static FetchedOnce<Ptr> callbacks;
+  return callbacks.Get([] {
     // Kept for the process, like the platform keeps the framework loaded.
     static const auto* const bundle =
         new Ref<CFBundle>(CFBundle::NewCFBundleFromID("com.apple.CoreFoundation"));
-    callbacks = (*bundle)->DataPointerNotRetained("kCFTypeArrayCallBacks");
-  }
-  return callbacks;
+    return (*bundle)->DataPointerNotRetained("kCFTypeArrayCallBacks");
+  });
 }
 
 Ref<MemoryBlock> CFArray::GetValuesAsCArray(const std::vector<Ref<CFType>>& values) const {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "corefoundation/Carbon.h"
+#include "corefoundation/FetchedOnce.h"
 #include "platform/cf/CFNumber.h"
 
 namespace CoreFoundation {
@@ -16,13 +17,8 @@ Ref<CFBoolean> CFBoolean::New(const Ref<CFObjectMBS>& source) {
 }
 
 std::uint32_t CFBoolean::ClassID() {
-  static bool initialized = false;
-  static std::uint32_t id = 0;
-  if (!initialized) {
-    initialized = true;
-    id = static_cast<std::uint32_t>(CFBooleanGetTypeID());
-  }
-  return id;
+  static FetchedOnce<std::uint32_t> id;
+  return id.Get([] { return static_cast<std::uint32_t>(CFBooleanGetTypeID()); });
 }
 
 Ref<CFBoolean> CFBoolean::Get(bool value) {
@@ -34,23 +30,13 @@ Ref<CFBoolean> CFBoolean::Get(bool value) {
 }
 
 Ref<CFBoolean> CFBoolean::GetTrue() {
-  static bool initialized = false;
-  static Ref<CFBoolean> b;
-  if (!initialized) {
-    initialized = true;
-    b = Get(true);
-  }
-  return b;
+  static FetchedOnce<Ref<CFBoolean>> b;
+  return b.Get([] { return Get(true); });
 }
 
 Ref<CFBoolean> CFBoolean::GetFalse() {
-  static bool initialized = false;
-  static Ref<CFBoolean> b;
-  if (!initialized) {
-    initialized = true;
-    b = Get(false);
-  }
-  return b;
+  static FetchedOnce<Ref<CFBoolean>> b;
+  return b.Get([] { return Get(false); });
 }
 
 CFBoolean::operator bool() const {

@@ -6,6 +6,7 @@
 #include "corefoundation/CFDictionary.h"
 #include "corefoundation/CFError.h"
 #include "corefoundation/CFURL.h"
+#include "corefoundation/FetchedOnce.h"
 #include "platform/cf/CFBundle.h"
 #include "platform/toolkit/Exceptions.h"
 #include "platform/toolkit/cf/System.h"
@@ -46,24 +47,15 @@ void CFBundle::Constructor() {
 }
 
 std::uint32_t CFBundle::ClassID() {
-  static bool initialized = false;
-  static std::uint32_t id = 0;
-  if (!initialized) {
-    initialized = true;
-    id = static_cast<std::uint32_t>(CFBundleGetTypeID());
-  }
-  return id;
+  static FetchedOnce<std::uint32_t> id;
+  return id.Get([] { return static_cast<std::uint32_t>(CFBundleGetTypeID()); });
 }
 
 Ref<CFBundle> CFBundle::Application() {
-  static bool initialized = false;
-  static const Ref<CFBundle>* application = nullptr;
-  if (!initialized) {
-    initialized = true;
-    // Kept for the process, like the platform keeps the main bundle.
-    application = new Ref<CFBundle>(New());
-  }
-  return application != nullptr ? *application : nullptr;
+  static FetchedOnce<const Ref<CFBundle>*> application;
+  // Kept for the process, like the platform keeps the main bundle.
+  const Ref<CFBundle>* const kept = application.Get([] { return new Ref<CFBundle>(New()); });
+  return kept != nullptr ? *kept : nullptr;
 }
 
 Ref<CFBundle> CFBundle::NewCFBundleFromID(const String& identifier) {

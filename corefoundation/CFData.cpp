@@ -1,5 +1,6 @@
 #include "corefoundation/CFData.h"
 
+#include "corefoundation/FetchedOnce.h"
 #include "platform/cf/CFData.h"
 #include "platform/toolkit/Exceptions.h"
 
@@ -18,13 +19,8 @@ Ref<CFData> CFData::New(const Ref<CFObjectMBS>& source) {
 }
 
 std::uint32_t CFData::ClassID() {
-  static bool initialized = false;
-  static std::uint32_t id = 0;
-  if (!initialized) {
-    initialized = true;
-    id = static_cast<std::uint32_t>(CFDataGetTypeID());
-  }
-  return id;
+  static FetchedOnce<std::uint32_t> id;
+  return id.Get([] { return static_cast<std::uint32_t>(CFDataGetTypeID()); });
 }
 
 void CFData::Constructor(const Ref<MemoryBlock>& mb) {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "corefoundation/Carbon.h"
+#include "corefoundation/FetchedOnce.h"
 #include "platform/cf/CFDate.h"
 
 namespace CoreFoundation {
@@ -45,13 +46,8 @@ Ref<CFDate> CFDate::New(const Ref<CFObjectMBS>& source) {
 }
 
 std::uint32_t CFDate::ClassID() {
-  static bool initialized = false;
-  static std::uint32_t id = 0;
-  if (!initialized) {
-    initialized = true;
-    id = static_cast<std::uint32_t>(CFDateGetTypeID());
-  }
-  return id;
+  static FetchedOnce<std::uint32_t> id;
+  return id.Get([] { return static_cast<std::uint32_t>(CFDateGetTypeID()); });
 }
 
 double CFDate::CurrentAbsoluteTime() {
@@ -59,15 +55,12 @@ double CFDate::CurrentAbsoluteTime() {
 }
 
 double CFDate::AbsoluteTimeIntervalSince1904() {
-  static bool initialized = false;
-  static double value = 0.0;
-  if (!initialized) {
-    initialized = true;
+  static FetchedOnce<double> value;
+  return value.Get([](double& kept) {
     const Ptr address =
         Carbon::Bundle()->DataPointerNotRetained("kCFAbsoluteTimeIntervalSince1904");
-    if (address != nullptr) std::memcpy(&value, address, sizeof value);
-  }
-  return value;
+    if (address != nullptr) std::memcpy(&kept, address, sizeof kept);
+  });
 }
 
 void CFDate::Constructor() {

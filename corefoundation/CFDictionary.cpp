@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "corefoundation/Carbon.h"
+#include "corefoundation/FetchedOnce.h"
 #include "platform/cf/CFDictionary.h"
 #include "platform/toolkit/Dictionary.h"
 #include "platform/toolkit/Exceptions.h"
@@ -37,13 +38,8 @@ Ref<CFDictionary> CFDictionary::New(const Ref<CFObjectMBS>& source) {
 }
 
 std::uint32_t CFDictionary::ClassID() {
-  static bool initialized = false;
-  static std::uint32_t id = 0;
-  if (!initialized) {
-    initialized = true;
-    id = static_cast<std::uint32_t>(CFDictionaryGetTypeID());
-  }
-  return id;
+  static FetchedOnce<std::uint32_t> id;
+  return id.Get([] { return static_cast<std::uint32_t>(CFDictionaryGetTypeID()); });
 }
 
 Ptr CFDictionary::DefaultCallbacks(const String& symbolName) {
@@ -59,7 +55,8 @@ void CFDictionary::Constructor(const Ref<CFDictionary>& source) {
 void CFDictionary::Constructor(const std::vector<Ref<CFType>>& keys,
                                const std::vector<Ref<CFType>>& values) {
   if (keys.size() != values.size()) throw toolkit::OutOfBoundsException();
-  const TypeCallbacks& callbacks = DefaultTypeCallbacks();
+  static FetchedOnce<TypeCallbacks> kept;
+  const TypeCallbacks& callbacks = kept.Get(FetchTypeCallbacks);
   CFDictionaryRef dictionary = nullptr;
   if (keys.empty()) {
     dictionary = CFDictionaryCreate(nullptr, nullptr, nullptr, 0, callbacks.keys, callbacks.values);
@@ -81,14 +78,11 @@ void CFDictionary::Constructor(const std::vector<Ref<CFType>>& keys,
   Constructor(dictionary, true);
 }
 
-const CFDictionary::TypeCallbacks& CFDictionary::DefaultTypeCallbacks() {
-  static const TypeCallbacks callbacks = {
-      static_cast<const CFDictionaryKeyCallBacks*>(
-          DefaultCallbacks("kCFTypeDictionaryKeyCallBacks")),
-      static_cast<const CFDictionaryValueCallBacks*>(
-          DefaultCallbacks("kCFTypeDictionaryValueCallBacks")),
-  };
-  return callbacks;
+void CFDictionary::FetchTypeCallbacks(TypeCallbacks& callbacks) {
+  callbacks.keys = static_cast<const CFDictionaryKeyCallBacks*>(
+      DefaultCallbacks("kCFTypeDictionaryKeyCallBacks"));
+  callbacks.values = static_cast<const CFDictionaryValueCallBacks*>(
+      DefaultCallbacks("kCFTypeDictionaryValueCallBacks"));
 }
 
 bool CFDictionary::BothHold(const Ref<CFType>& other) const {

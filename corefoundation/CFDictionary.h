@@ -56,12 +56,15 @@ class CFDictionary : public CFType, public CFPropertyList {
 
   // The callback structure of that name from "com.apple.Carbon", looked up at each call.
   static Ptr DefaultCallbacks(const String& symbolName);
-  // "kCFTypeDictionaryKeyCallBacks" and "kCFTypeDictionaryValueCallBacks", fetched once.
+  // The callbacks a new dictionary of CF objects is made with. Each constructor that makes one
+  // keeps a pair of its own, fetched at its own first run.
   struct TypeCallbacks {
-    const CFDictionaryKeyCallBacks* keys;
-    const CFDictionaryValueCallBacks* values;
+    const CFDictionaryKeyCallBacks* keys = nullptr;
+    const CFDictionaryValueCallBacks* values = nullptr;
   };
-  static const TypeCallbacks& DefaultTypeCallbacks();
+  // Fills `callbacks` in place through DefaultCallbacks, "kCFTypeDictionaryKeyCallBacks" first
+  // and "kCFTypeDictionaryValueCallBacks" second, so a raise on the second keeps the first.
+  static void FetchTypeCallbacks(TypeCallbacks& callbacks);
   CFDictionaryRef Dictionary() const { return static_cast<CFDictionaryRef>(Reference()); }
   // Whether the receiver and `other` both hold a reference.
   bool BothHold(const Ref<CFType>& other) const;

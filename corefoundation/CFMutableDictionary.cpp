@@ -1,5 +1,6 @@
 #include "corefoundation/CFMutableDictionary.h"
 
+#include "corefoundation/FetchedOnce.h"
 #include "platform/cf/CFDictionary.h"
 
 namespace CoreFoundation {
@@ -22,7 +23,8 @@ Ref<CFMutableDictionary> CFMutableDictionary::New(const std::vector<Ref<CFType>>
 }
 
 void CFMutableDictionary::Constructor() {
-  const TypeCallbacks& callbacks = DefaultTypeCallbacks();
+  static FetchedOnce<TypeCallbacks> kept;
+  const TypeCallbacks& callbacks = kept.Get(FetchTypeCallbacks);
   Constructor(CFDictionaryCreateMutable(nullptr, 0, callbacks.keys, callbacks.values), true);
 }
 

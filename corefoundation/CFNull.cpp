@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "corefoundation/Carbon.h"
+#include "corefoundation/FetchedOnce.h"
 
 namespace CoreFoundation {
 
@@ -15,13 +16,8 @@ Ref<CFNull> CFNull::New(const Ref<CFObjectMBS>& source) {
 }
 
 std::uint32_t CFNull::ClassID() {
-  static bool initialized = false;
-  static std::uint32_t id = 0;
-  if (!initialized) {
-    initialized = true;
-    id = static_cast<std::uint32_t>(CFNullGetTypeID());
-  }
-  return id;
+  static FetchedOnce<std::uint32_t> id;
+  return id.Get([] { return static_cast<std::uint32_t>(CFNullGetTypeID()); });
 }
 
 Ptr CFNull::NewCFNullRef() {
@@ -32,13 +28,8 @@ Ptr CFNull::NewCFNullRef() {
 }
 
 Ptr CFNull::CFNullRef() {
-  static bool initialized = false;
-  static Ptr theRef = nullptr;
-  if (!initialized) {
-    initialized = true;
-    theRef = NewCFNullRef();
-  }
-  return theRef;
+  static FetchedOnce<Ptr> theRef;
+  return theRef.Get(NewCFNullRef);
 }
 
 }  // namespace CoreFoundation

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "corefoundation/Carbon.h"
+#include "corefoundation/FetchedOnce.h"
 #include "platform/cf/CFNumber.h"
 #include "platform/toolkit/Exceptions.h"
 
@@ -13,21 +14,6 @@ namespace {
 CFNumberRef NumberRef(Ptr ref) {
   return static_cast<CFNumberRef>(ref);
 }
-
-// A number kept for the process, fetched once: the flag is set before the fetch, so a symbol
-// that can't be fetched is not asked for again.
-struct Kept {
-  bool initialized = false;
-  Ref<CFNumber> v;
-
-  Ref<CFNumber> Get(const char* symbolName) {
-    if (!initialized) {
-      initialized = true;
-      v = CFNumber::SpecialValue(symbolName);
-    }
-    return v;
-  }
-};
 
 }  // namespace
 
@@ -44,13 +30,8 @@ Ref<CFNumber> CFNumber::New(const Ref<CFObjectMBS>& source) {
 }
 
 std::uint32_t CFNumber::ClassID() {
-  static bool initialized = false;
-  static std::uint32_t id = 0;
-  if (!initialized) {
-    initialized = true;
-    id = static_cast<std::uint32_t>(CFNumberGetTypeID());
-  }
-  return id;
+  static FetchedOnce<std::uint32_t> id;
+  return id.Get([] { return static_cast<std::uint32_t>(CFNumberGetTypeID()); });
 }
 
 // The kind of number follows the Variant's type:
@@ -96,18 +77,18 @@ void CFNumber::Constructor(const Variant& value) {
 }
 
 Ref<CFNumber> CFNumber::NaN() {
-  static Kept kept;
-  return kept.Get("kCFNumberNaN");
+  static FetchedOnce<Ref<CFNumber>> v;
+  return v.Get([] { return SpecialValue("kCFNumberNaN"); });
 }
 
 Ref<CFNumber> CFNumber::NegativeInfinity() {
-  static Kept kept;
-  return kept.Get("kCFNumberNegativeInfinity");
+  static FetchedOnce<Ref<CFNumber>> v;
+  return v.Get([] { return SpecialValue("kCFNumberNegativeInfinity"); });
 }
 
 Ref<CFNumber> CFNumber::PositiveInfinity() {
-  static Kept kept;
-  return kept.Get("kCFNumberPositiveInfinity");
+  static FetchedOnce<Ref<CFNumber>> v;
+  return v.Get([] { return SpecialValue("kCFNumberPositiveInfinity"); });
 }
 
 Ref<CFNumber> CFNumber::SpecialValue(const String& symbolName) {

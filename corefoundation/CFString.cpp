@@ -1,5 +1,7 @@
 #include "corefoundation/CFString.h"
 
+#include "corefoundation/FetchedOnce.h"
+
 namespace CoreFoundation {
 
 Ref<CFString> CFString::New(Ptr ref, bool hasOwnership) {
@@ -19,13 +21,8 @@ Ref<CFString> CFString::New(const Ref<CFObjectMBS>& source) {
 }
 
 std::uint32_t CFString::ClassID() {
-  static bool initialized = false;
-  static std::uint32_t id = 0;
-  if (!initialized) {
-    initialized = true;
-    id = static_cast<std::uint32_t>(CFStringGetTypeID());
-  }
-  return id;
+  static FetchedOnce<std::uint32_t> id;
+  return id.Get([] { return static_cast<std::uint32_t>(CFStringGetTypeID()); });
 }
 
 void CFString::Constructor(const String& s) {

@@ -14,6 +14,7 @@
 #include "corefoundation/CFNumber.h"
 #include "corefoundation/CFString.h"
 #include "corefoundation/CFURL.h"
+#include "corefoundation/FetchedOnce.h"
 #include "platform/toolkit/Exceptions.h"
 
 namespace CoreFoundation {
@@ -148,15 +149,11 @@ Ref<CFType> CFType::NewObject(Ptr ref, bool hasOwnership, std::int64_t mutabilit
     return CFArray::New(ref, true);
   }
   if (id == CFBoolean::ClassID()) {
-    static bool initialized = false;
-    static Ptr b = nullptr;
-    if (!initialized) {
-      initialized = true;
-      b = CFBoolean::GetTrue()->Reference();
-    }
+    static FetchedOnce<Ptr> b;
+    const Ptr trueRef = b.Get([] { return CFBoolean::GetTrue()->Reference(); });
     // The shared wrappers hold counts of their own, so the one taken for this call goes back.
     Release(ref);
-    return ref == b ? Ref<CFType>(CFBoolean::GetTrue()) : Ref<CFType>(CFBoolean::GetFalse());
+    return ref == trueRef ? Ref<CFType>(CFBoolean::GetTrue()) : Ref<CFType>(CFBoolean::GetFalse());
   }
   if (id == CFBundle::ClassID()) return CFBundle::New(ref, true);
   if (id == CFData::ClassID()) {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "app/Stubs.h"
+#include "corefoundation/FetchedOnce.h"
 #include "platform/toolkit/Exceptions.h"
 #include "platform/toolkit/MemoryBlock.h"
 #include "platform/toolkit/cf/System.h"
@@ -26,13 +27,8 @@ Ref<CFURL> CFURL::New(const Ref<toolkit::FolderItem>& f) {
 }
 
 std::uint32_t CFURL::ClassID() {
-  static bool initialized = false;
-  static std::uint32_t id = 0;
-  if (!initialized) {
-    initialized = true;
-    id = static_cast<std::uint32_t>(CFURLGetTypeID());
-  }
-  return id;
+  static FetchedOnce<std::uint32_t> id;
+  return id.Get([] { return static_cast<std::uint32_t>(CFURLGetTypeID()); });
 }
 
 void CFURL::Constructor(const Ref<CFURL>& base, const String& s) {

@@ -1,7 +1,6 @@
 #pragma once
 
-// Bundles: folders laid out as on the original platform, and the two built-in framework
-// bundles.
+// Bundles: folders of the layout below, and the two built-in framework bundles.
 //
 // A bundle folder holds either
 //

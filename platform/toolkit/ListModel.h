@@ -28,7 +28,7 @@ class ListObserver {
 // rows are kept in display order, each with its depth: since a closed row has no children,
 // every row there is is a row shown, and a view needs nothing but this order and the depths.
 //
-// Rules that hold after every operation (CheckInvariants-style tests rely on them):
+// Rules that hold after every operation, so that the order and the depths alone make a tree:
 // - the first row has depth 0, and a row is at most one deeper than the row above it;
 // - a row one deeper than the row above it is a child of that row, which is an open folder;
 // - a plain row is never open; every row has ColumnCount cells.

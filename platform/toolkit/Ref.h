@@ -24,7 +24,7 @@ template <class T>
 class Ref {
  public:
   Ref() = default;
-  Ref(std::nullptr_t) {}  // NOLINT: nil converts implicitly, as in the original language
+  Ref(std::nullptr_t) {}  // NOLINT: implicit, so that nil goes wherever a Ref is wanted
   explicit Ref(std::shared_ptr<T> p) : p_(std::move(p)) {}
   template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
   Ref(const Ref<U>& other) : p_(other.shared()) {}  // NOLINT: upcast like a pointer

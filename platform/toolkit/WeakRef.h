@@ -12,8 +12,7 @@ template <class T>
 class WeakRef {
  public:
   WeakRef() = default;
-  WeakRef(const Ref<T>& object)
-      : p_(object.shared()) {}  // NOLINT: like the original's `new WeakRef(o)`
+  WeakRef(const Ref<T>& object) : p_(object.shared()) {}  // NOLINT: a Ref converts implicitly
   explicit WeakRef(std::weak_ptr<T> p) : p_(std::move(p)) {}
 
   Ref<T> Value() const { return Ref<T>(p_.lock()); }
