@@ -2,9 +2,9 @@
 
 #include "corefoundation/CFType.h"
 #include "platform/cf/CFURL.h"
-#include "platform/toolkit/cf/CFStringRef.h"
 #include "platform/toolkit/FolderItem.h"
 #include "platform/toolkit/MemoryBlock.h"
+#include "platform/toolkit/cf/CFStringRef.h"
 
 namespace CoreFoundation {
 

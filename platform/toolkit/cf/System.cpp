@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "platform/cf/CFBundle.h"
-#include "platform/toolkit/cf/CFStringRef.h"
 #include "platform/toolkit/Exceptions.h"
+#include "platform/toolkit/cf/CFStringRef.h"
 
 namespace toolkit::System {
 
