@@ -52,6 +52,11 @@ class WindowHost final : public QMainWindow {
   void Choose(const toolkit::Ref<toolkit::MenuItem>& item);
   void CopyRow();
   void PlaceControls();
+  // Sets the list's column widths from its design and the width of its viewport, unless the
+  // person has set them.
+  void ApplyColumnWidths();
+  // Scrolls the list so that its rows `first` to `last` show: as many as fit, `first` always.
+  void Reveal(std::int64_t first, std::int64_t last);
   bool TakesDrop(const QMimeData* mime) const;
   void Drop(QDropEvent* event);
 
@@ -61,7 +66,8 @@ class WindowHost final : public QMainWindow {
   ListItemModel* model_ = nullptr;
   std::vector<Placed> placed_;
   std::vector<MenuAction> actions_;
-  bool widthsSet_ = false;
+  bool widthsByUser_ = false;
+  bool applyingWidths_ = false;
 };
 
 // The toolkit's key text for a Qt key event: Chr(8) for Backspace, Chr(127) for Delete, the
