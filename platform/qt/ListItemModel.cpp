@@ -1,5 +1,6 @@
 #include "platform/qt/ListItemModel.h"
 
+#include <QTextDocument>
 #include <algorithm>
 
 namespace qt {
@@ -127,14 +128,53 @@ bool ListItemModel::hasChildren(const QModelIndex& parent) const {
   return row >= 0 && (list_->RowIsFolder(row) || rowCount(parent) > 0);
 }
 
+QString ShownText(std::string_view bytes) {
+  QString text = QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
+  for (QChar& c : text) {
+    const char16_t u = c.unicode();
+    if (u == u'\n')
+      c = QChar(0x21B5);  // ↵
+    else if (u < 0x20)
+      c = QChar(0x2400 + u);  // the control pictures, ␀ to ␟
+    else if (u == 0x7F)
+      c = QChar(0x2421);  // ␡
+    else if (u >= 0x80 && u < 0xA0)
+      c = QChar::ReplacementCharacter;  // C1 controls have no pictures
+  }
+  return text;
+}
+
+namespace {
+
+// A tooltip for a cell's shown text: escaped, so that Qt never takes a value for markup (an
+// <img> would make it load a file), and with a place to break in every long run of
+// characters, so that a long value without spaces wraps inside the screen.
+QString ToolTip(const QString& shown) {
+  if (shown.isEmpty()) return {};
+  constexpr int kLongestRun = 32;
+  QString breakable;
+  breakable.reserve(shown.size() + shown.size() / kLongestRun);
+  int run = 0;
+  for (const QChar c : shown) {
+    breakable += c;
+    run = c.isSpace() ? 0 : run + 1;
+    if (run >= kLongestRun && !c.isHighSurrogate()) {
+      breakable += QChar(0x200B);  // zero width space
+      run = 0;
+    }
+  }
+  return Qt::convertFromPlainText(breakable, Qt::WhiteSpaceNormal);
+}
+
+}  // namespace
+
 QVariant ListItemModel::data(const QModelIndex& index, int role) const {
   if (role != Qt::DisplayRole && role != Qt::ToolTipRole && role != Qt::AccessibleTextRole)
     return {};
   const std::int64_t row = ListRow(index);
   if (row < 0 || index.column() >= list_->ColumnCount()) return {};
-  const toolkit::String cell = list_->Cell(row, index.column());
-  const std::string_view text = cell.View();
-  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+  const QString shown = ShownText(list_->Cell(row, index.column()).View());
+  return role == Qt::ToolTipRole ? ToolTip(shown) : shown;
 }
 
 QVariant ListItemModel::headerData(int section, Qt::Orientation orientation, int role) const {

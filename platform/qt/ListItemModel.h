@@ -2,11 +2,17 @@
 
 #include <QAbstractItemModel>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "platform/toolkit/ListModel.h"
 
 namespace qt {
+
+// A cell's bytes as the list shows them: a byte that is not UTF-8 as U+FFFD, and a control
+// character as a visible mark ("↵" for a line end), so that a row stays one line and two names
+// that differ only there look different.
+QString ShownText(std::string_view bytes);
 
 // A Qt item model over the toolkit's ListModel, which stays the one store of rows and cells.
 // The model keeps only what Qt needs to address rows while they move: an id and a depth per
@@ -28,6 +34,8 @@ class ListItemModel final : public QAbstractItemModel, private toolkit::ListObse
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
   bool hasChildren(const QModelIndex& parent = {}) const override;
+  // Display, accessible text and tooltip: the cell's ShownText, the tooltip as escaped plain
+  // text that wraps.
   QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
   QVariant headerData(int section, Qt::Orientation orientation,
                       int role = Qt::DisplayRole) const override;

@@ -3,7 +3,9 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QGuiApplication>
+#include <QKeySequence>
 #include <QMessageBox>
+#include <QRegularExpression>
 #include <QTimer>
 #include <cstdio>
 #include <memory>
@@ -17,6 +19,31 @@ namespace {
 QString ToQString(const toolkit::String& s) {
   const std::string_view v = s.View();
   return QString::fromUtf8(v.data(), static_cast<qsizetype>(v.size()));
+}
+
+// `text` with each key that it writes in menu symbols ("⌘G", "⇧⌘R") spelled as this
+// platform's menus spell it ("Ctrl+G", "Ctrl+Shift+R"): the command key is Ctrl here, as in the
+// menus' shortcuts.
+QString WithNativeKeys(const QString& text) {
+  static const QRegularExpression keys(QStringLiteral("([\u2303\u2325\u21E7\u2318]+)(\\S)"));
+  QString shown;
+  qsizetype from = 0;
+  for (auto it = keys.globalMatch(text); it.hasNext();) {
+    const QRegularExpressionMatch m = it.next();
+    QString portable;
+    const QString symbols = m.captured(1);
+    if (symbols.contains(QChar(0x2303))) portable += QStringLiteral("Meta+");
+    if (symbols.contains(QChar(0x2325))) portable += QStringLiteral("Alt+");
+    if (symbols.contains(QChar(0x21E7))) portable += QStringLiteral("Shift+");
+    if (symbols.contains(QChar(0x2318))) portable += QStringLiteral("Ctrl+");
+    const QString native =
+        QKeySequence::fromString(portable + m.captured(2).toUpper(), QKeySequence::PortableText)
+            .toString(QKeySequence::NativeText);
+    shown += text.mid(from, m.capturedStart() - from);
+    shown += native.isEmpty() ? m.captured() : native;
+    from = m.capturedEnd();
+  }
+  return shown + text.mid(from);
 }
 
 }  // namespace
@@ -116,7 +143,7 @@ void QtLabel::Text(const toolkit::String& text) {
   text_ = text;
   if (!widget_) return;
   // The toolkit's line ends are carriage returns.
-  QString shown = ToQString(text);
+  QString shown = WithNativeKeys(ToQString(text));
   shown.replace(QLatin1Char('\r'), QLatin1Char('\n'));
   widget_->setText(shown);
   widget_->setAccessibleName(shown.isEmpty() ? QStringLiteral("Status") : shown);

@@ -17,11 +17,18 @@ namespace qt {
 class QtEventLoop final : public toolkit::EventLoop {
  public:
   QtEventLoop();
+  // Tasks not yet run and timers still going die with the loop, unrun.
   ~QtEventLoop() override;
 
+  // Keeps `task` until it runs, once, from Qt's event loop.
   void Post(std::function<void()> task) override;
+  // Runs `tick` every `periodMs` milliseconds from Qt's event loop until it returns false or
+  // raises, or once when not `repeating`. The loop owns the timer and the tick.
   void Schedule(std::int64_t periodMs, bool repeating, std::function<bool()> tick) override;
+  // Runs the tasks posted so far, here and now; an exception from one leaves this call and the
+  // rest stay posted. Returns how many ran.
   std::size_t RunPending() override;
+  // Ends Qt's event loop with status 0.
   void Quit() override;
 
  private:
@@ -36,8 +43,9 @@ class QtEventLoop final : public toolkit::EventLoop {
 // event. Every handler of the program leaves the window's state whole when it raises.
 void ReportUnhandled(const char* what);
 
-// Runs `f`, handing any exception that leaves it to ReportUnhandled. Everything that Qt calls
-// into the program goes through here: an exception must not cross Qt's frames.
+// Runs `f`, handing any exception that leaves it to ReportUnhandled, and then returns a
+// value-initialised result (false, 0, null). Everything that Qt calls into the program goes
+// through here: an exception must not cross Qt's frames.
 template <class F>
 auto Guard(F&& f) -> decltype(f()) {
   try {
@@ -64,6 +72,8 @@ class QtLabel final : public toolkit::Label {
   toolkit::String Text() const override { return text_; }
   void Text(const toolkit::String& text) override;
 
+  // The label's widget; null once it has gone. The label owns it until WindowHost places it,
+  // and the host window owns it from then on.
   QLabel* Widget() const { return widget_; }
 
  private:
@@ -73,23 +83,31 @@ class QtLabel final : public toolkit::Label {
   QPointer<QLabel> widget_;
 };
 
-// The desktop on Qt. Needs a QApplication; installs itself while it lives.
+// The desktop on Qt. Needs a QApplication; installs itself while it lives, and puts back the
+// desktop it replaced when it dies.
 class QtDesktop final : public toolkit::Desktop {
  public:
   QtDesktop();
   ~QtDesktop() override;
 
+  // The desktop's loop, which lives as long as the desktop.
   QtEventLoop& Loop() override { return loop_; }
+  // Shows `text` in a modal box with an OK button and returns when it is closed.
   void MsgBox(const toolkit::String& text) override;
   void Beep() override;
+  // Whether Alt is down: during a drop as the drop event tells, else as the keyboard is now.
   bool OptionKey() override;
+  // A new list model, shared with the caller; the window's view shows it once WindowHost
+  // hosts the window.
   toolkit::Ref<toolkit::Listbox> NewListbox() override;
+  // A new QtLabel, shared with the caller.
   toolkit::Ref<toolkit::Label> NewLabel() override;
 
   // While an event is handled that carries its own modifier keys (a drop), OptionKey answers
   // from them rather than from the keyboard's state now.
   void EventModifiers(std::optional<Qt::KeyboardModifiers> modifiers) { modifiers_ = modifiers; }
 
+  // The QtDesktop that lives now, or null when none does. Not owned by the caller.
   static QtDesktop* Current();
 
  private:

@@ -4,7 +4,6 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QCloseEvent>
-#include <QFile>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QMenu>
@@ -36,20 +35,27 @@ QKeySequence ToKeySequence(const toolkit::String& shortcut) {
   return QKeySequence::fromString(text, QKeySequence::PortableText);
 }
 
+// The local file of a "file" URL, named by the bytes of its path: percent-encoded bytes are
+// taken as they are, UTF-8 or not, so that a name that is no text still names its file. Nil
+// for a URL that is no local file, names another host, or holds a NUL, which no path can.
+toolkit::Ref<toolkit::FolderItem> LocalFile(const QUrl& url) {
+  if (!url.isLocalFile()) return nullptr;
+  const QString host = url.host();
+  if (!host.isEmpty() && host.compare(QStringLiteral("localhost"), Qt::CaseInsensitive) != 0)
+    return nullptr;
+  const QByteArray path = QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
+  if (path.isEmpty() || path.contains('\0')) return nullptr;
+  return toolkit::Ref<toolkit::FolderItem>::New(
+      std::filesystem::path(std::string(path.constData(), static_cast<std::size_t>(path.size()))));
+}
+
 // The files of one drop: the local files of its URLs, in order, each item as it is (a link
 // stays a link, the toolkit's alias); a URL that is no local file is an item without a file.
 std::vector<toolkit::Ref<toolkit::FolderItem>> DroppedFiles(const QList<QUrl>& urls) {
   std::vector<toolkit::Ref<toolkit::FolderItem>> items;
   items.reserve(static_cast<std::size_t>(urls.size()));
-  for (const QUrl& url : urls) {
-    if (!url.isLocalFile()) {
-      items.push_back(nullptr);
-      continue;
-    }
-    const QByteArray path = QFile::encodeName(url.toLocalFile());
-    items.push_back(toolkit::Ref<toolkit::FolderItem>::New(std::filesystem::path(
-        std::string(path.constData(), static_cast<std::size_t>(path.size())))));
-  }
+  for (const QUrl& url : urls)
+    items.push_back(LocalFile(url));
   return items;
 }
 
@@ -94,6 +100,18 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
                                                                     : QHeaderView::Fixed);
       view_->header()->setStretchLastSection(true);
       view_->setFrameShape(d.HasBorder ? QFrame::StyledPanel : QFrame::NoFrame);
+      const auto policy = [&d](bool has) {
+        if (!has) return Qt::ScrollBarAlwaysOff;
+        return d.AllowAutoHideScrollbars ? Qt::ScrollBarAsNeeded : Qt::ScrollBarAlwaysOn;
+      };
+      view_->setVerticalScrollBarPolicy(policy(d.HasVerticalScrollbar));
+      view_->setHorizontalScrollBarPolicy(policy(d.HasHorizontalScrollbar));
+      // An edge that the person drags, between two columns, sets widths that stand from then
+      // on; until then the widths follow the list's width.
+      connect(view_->header(), &QHeaderView::sectionResized, this, [this](int section) {
+        if (!applyingWidths_ && section + 1 < view_->header()->count()) widthsByUser_ = true;
+      });
+      connect(model_, &QAbstractItemModel::modelReset, this, [this] { ApplyColumnWidths(); });
       view_->setVisible(list->Visible());
       connect(view_->header(), &QHeaderView::sectionClicked, this,
               [list](int section) { Guard([&] { list->RaiseSortColumn(section); }); });
@@ -106,11 +124,26 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
         if (row >= 0) Guard([&] { model_->List()->Expanded(row, false); });
       });
       model_->OnVisibility = [this](bool visible) { view_->setVisible(visible); };
-      // A row that the program opens or closes shows so in the view.
+      // A row that the program opens or closes shows so in the view; one that it opens is
+      // scrolled into view with its children, once they are there.
       model_->OnRowChanged = [this](std::int64_t row) {
         const QModelIndex index = model_->IndexOf(row);
-        if (index.isValid() && view_->isExpanded(index) != model_->List()->Expanded(row))
-          view_->setExpanded(index, model_->List()->Expanded(row));
+        const bool open = model_->List()->Expanded(row);
+        if (!index.isValid() || view_->isExpanded(index) == open) return;
+        view_->setExpanded(index, open);
+        if (!open) return;
+        QMetaObject::invokeMethod(
+            this,
+            [this, opened = QPersistentModelIndex(index)] {
+              const std::int64_t r = model_->ListRow(opened);
+              if (r < 0) return;
+              const auto& rows = model_->List();
+              std::int64_t last = r;
+              while (last + 1 < rows->ListCount() && rows->RowDepth(last + 1) > rows->RowDepth(r))
+                ++last;
+              Reveal(r, last);
+            },
+            Qt::QueuedConnection);
       };
       placed_.push_back({view_, d});
     } else if (const auto label = control.As<QtLabel>()) {
@@ -228,20 +261,34 @@ void WindowHost::PlaceControls() {
     if (d.LockBottom) (d.LockTop ? height : top) += dy;
     c.widget->setGeometry(left, top, std::max(width, 0), std::max(height, 0));
   }
-  if (view_ && !widthsSet_ && view_->width() > 0) {
-    // "30%", "130", "*": a share of the list's width, points, and the rest.
-    const auto& widths = model_->List()->Design().ColumnWidths;
-    for (std::size_t i = 0; i + 1 < widths.size(); ++i) {
-      const std::string_view w = widths[i].View();
-      int size = 0;
-      if (!w.empty() && w.back() == '%')
-        size = view_->width() * std::atoi(std::string(w.substr(0, w.size() - 1)).c_str()) / 100;
-      else if (w != "*")
-        size = std::atoi(std::string(w).c_str());
-      if (size > 0) view_->header()->resizeSection(static_cast<int>(i), size);
-    }
-    widthsSet_ = true;
+  ApplyColumnWidths();
+}
+
+void WindowHost::ApplyColumnWidths() {
+  if (!view_ || widthsByUser_) return;
+  const int available = view_->viewport()->width();
+  if (available <= 0) return;
+  // "30%", "130", "*": a share of the list's width, points, and the rest, which the last
+  // column takes by stretching.
+  const auto& widths = model_->List()->Design().ColumnWidths;
+  applyingWidths_ = true;
+  for (std::size_t i = 0; i + 1 < widths.size(); ++i) {
+    const std::string_view w = widths[i].View();
+    int size = 0;
+    if (!w.empty() && w.back() == '%')
+      size = available * std::atoi(std::string(w.substr(0, w.size() - 1)).c_str()) / 100;
+    else if (w != "*")
+      size = std::atoi(std::string(w).c_str());
+    if (size > 0) view_->header()->resizeSection(static_cast<int>(i), size);
   }
+  applyingWidths_ = false;
+}
+
+void WindowHost::Reveal(std::int64_t first, std::int64_t last) {
+  const QModelIndex end = model_->IndexOf(last);
+  const QModelIndex start = model_->IndexOf(first);
+  if (end.isValid()) view_->scrollTo(end);
+  if (start.isValid()) view_->scrollTo(start);
 }
 
 bool WindowHost::TakesDrop(const QMimeData* mime) const {
@@ -262,8 +309,12 @@ void WindowHost::Drop(QDropEvent* event) {
   toolkit::HeadlessDragItem item(DroppedFiles(event->mimeData()->urls()));
   QtDesktop* desktop = QtDesktop::Current();
   if (desktop) desktop->EventModifiers(event->modifiers());
+  const std::int64_t before = model_ ? model_->List()->ListCount() : 0;
   Guard([&] { window_->RaiseDropObject(item, 0); });
   if (desktop) desktop->EventModifiers(std::nullopt);
+  // The rows of a drop come at the end of the list, which may be long.
+  if (model_ && model_->List()->ListCount() > before)
+    Reveal(before, model_->List()->ListCount() - 1);
 }
 
 void WindowHost::dragEnterEvent(QDragEnterEvent* event) {
@@ -299,6 +350,9 @@ bool WindowHost::eventFilter(QObject* watched, QEvent* event) {
       case QEvent::Drop:
         Drop(static_cast<QDropEvent*>(event));
         return true;
+      case QEvent::Resize:
+        ApplyColumnWidths();
+        break;
       default:
         break;
     }

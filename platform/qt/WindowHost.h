@@ -14,18 +14,23 @@ class QMenu;
 namespace qt {
 
 // The Qt window of a toolkit::Window: its controls laid out by their design and lock
-// properties, its menu bar, drops of local files, keys, and closing.
+// properties, its menu bar, drops of local files, keys, and closing. An exception that leaves
+// a handler of the window ends at ReportUnhandled; the host goes on.
 class WindowHost final : public QMainWindow {
  public:
+  // Shares `window` for as long as the host lives, and makes the widgets of its controls and
+  // menus as children of the host. A label that is a QtLabel gives its widget to the host.
   explicit WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent = nullptr);
   ~WindowHost() override;
 
   // Asks the window which items are enabled and shows the menus' state, shortcuts included.
   void SyncMenus();
-  // The view of the window's list, if it has one.
+  // The view of the window's list, or null when the window has no list. The host owns it.
   QTreeView* ListView() const { return view_; }
+  // The item model behind ListView, or null with it. The host owns it; the rows stay the
+  // list's.
   ListItemModel* ItemModel() const { return model_; }
-  // The action of the menu item named `name`, or null.
+  // The action of the menu item named `name`, or null when there is none. The host owns it.
   QAction* Action(const toolkit::String& name) const;
 
  protected:
@@ -52,6 +57,11 @@ class WindowHost final : public QMainWindow {
   void Choose(const toolkit::Ref<toolkit::MenuItem>& item);
   void CopyRow();
   void PlaceControls();
+  // Sets the list's column widths from its design and the width of its viewport, unless the
+  // person has set them.
+  void ApplyColumnWidths();
+  // Scrolls the list so that its rows `first` to `last` show: as many as fit, `first` always.
+  void Reveal(std::int64_t first, std::int64_t last);
   bool TakesDrop(const QMimeData* mime) const;
   void Drop(QDropEvent* event);
 
@@ -61,11 +71,12 @@ class WindowHost final : public QMainWindow {
   ListItemModel* model_ = nullptr;
   std::vector<Placed> placed_;
   std::vector<MenuAction> actions_;
-  bool widthsSet_ = false;
+  bool widthsByUser_ = false;
+  bool applyingWidths_ = false;
 };
 
 // The toolkit's key text for a Qt key event: Chr(8) for Backspace, Chr(127) for Delete, the
-// typed text otherwise.
+// typed text otherwise, which is empty for a key that types nothing.
 toolkit::String KeyText(const QKeyEvent& event);
 
 }  // namespace qt

@@ -1,5 +1,9 @@
 #include "platform/toolkit/FolderItem.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -22,7 +26,17 @@ bool IsPlainName(const std::string& name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
 }
 
+fs::path WithoutEndSeparators(fs::path path) {
+  const std::string& bytes = path.native();
+  std::size_t end = bytes.size();
+  while (end > 1 && bytes[end - 1] == '/')
+    --end;
+  return end == bytes.size() ? path : fs::path(bytes.substr(0, end));
+}
+
 }  // namespace
+
+FolderItem::FolderItem(fs::path path) : path_(WithoutEndSeparators(std::move(path))) {}
 
 fs::path ResolveAlias(const fs::path& path) {
   fs::path p = path;
@@ -46,8 +60,7 @@ Ref<FolderItem> GetFolderItem(const String& path, int pathType) {
   if (pathType != 0 || path.IsEmpty()) return nullptr;
   fs::path p(path.Bytes());
   if (p.is_relative()) p = ExecutableFolder() / p;
-  p = p.lexically_normal();
-  if (p.has_relative_path() && !p.has_filename()) p = p.parent_path();  // "dir/" names dir
+  p = WithoutEndSeparators(p.lexically_normal());  // "dir/" names dir
   std::error_code ec;
   if (p.has_relative_path() && !fs::is_directory(p.parent_path(), ec)) return nullptr;
   return Ref<FolderItem>::New(p);
@@ -146,16 +159,29 @@ Ref<FolderItem> FolderItem::Item(std::int64_t index) const {
 
 Ref<BinaryStream> BinaryStream::Open(const Ref<FolderItem>& file, bool readWrite) {
   const fs::path& path = file->Path();  // nil raises NilObjectException
-  // With an error code: a link loop or a denied folder is fopen's to report, as IOException.
-  std::error_code ec;
-  if (file->Directory() || fs::is_directory(ResolveAlias(path), ec)) {
-    throw IOException("\"" + path.string() + "\" is a folder", EISDIR);
-  }
-  std::FILE* f = std::fopen(path.c_str(), readWrite ? "r+b" : "rb");
-  if (f == nullptr) {
+  // Only a regular file is read: a FIFO would block the open until a writer comes and a
+  // device such as /dev/zero never ends. The open doesn't wait (O_NONBLOCK), and what it
+  // opened is judged by its descriptor, so nothing can take the item's place between the
+  // look and the open.
+  const int fd =
+      ::open(path.c_str(), (readWrite ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (fd < 0) {
     const int error = errno;
     throw IOException("can't open \"" + path.string() + "\": " + std::strerror(error), error);
   }
+  const auto refuse = [&](const std::string& why, int error) {
+    ::close(fd);
+    throw IOException("\"" + path.string() + "\" " + why, error);
+  };
+  struct stat st {};
+  if (::fstat(fd, &st) != 0) refuse(std::strerror(errno), errno);
+  if (S_ISDIR(st.st_mode)) refuse("is a folder", EISDIR);
+  if (!S_ISREG(st.st_mode)) refuse("is not a regular file", ENXIO);
+  const int flags = ::fcntl(fd, F_GETFL);
+  if (flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0)
+    refuse(std::strerror(errno), errno);
+  std::FILE* f = ::fdopen(fd, readWrite ? "r+b" : "rb");
+  if (f == nullptr) refuse(std::strerror(errno), errno);
   return Ref<BinaryStream>::New(f);
 }
 

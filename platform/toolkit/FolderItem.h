@@ -11,12 +11,15 @@
 
 namespace toolkit {
 
-// A file-system item by its path. The item need not exist: `Exists` tells. Symbolic links
-// stand for the original platform's aliases: an item made without following aliases is the
-// link itself (`Alias` true), and `Child(name, true)` gives the item that a link leads to.
+// A file-system item by its path. The item need not exist: `Exists` tells. Aliases are
+// symbolic links: an item made without following aliases is the link itself (`Alias` true),
+// and `Child(name, true)` gives the item that a link leads to.
 class FolderItem : public Object {
  public:
-  explicit FolderItem(std::filesystem::path path) : path_(std::move(path)) {}
+  // Separators at the end of `path` are dropped ("/a/Good.app/" is the item "Good.app" in
+  // "/a"), so that Name and Parent read the same however a folder was written. The path's
+  // bytes are kept as they are, whether or not they are UTF-8.
+  explicit FolderItem(std::filesystem::path path);
 
   const std::filesystem::path& Path() const { return path_; }
   String NativePath() const { return String(path_.string()); }
@@ -80,8 +83,8 @@ class BinaryStream : public Object {
   static constexpr int HandleTypeFilePointer = 2;
 
   // Opens `file` for reading, or for reading and writing when `readWrite` is true. Raises
-  // NilObjectException for a nil file, IOException when the item is a folder or can't be
-  // opened.
+  // NilObjectException for a nil file, IOException when the item is not a regular file (a
+  // folder, FIFO, socket or device, or a link to one) or can't be opened. Never waits.
   static Ref<BinaryStream> Open(const Ref<FolderItem>& file, bool readWrite = false);
 
   explicit BinaryStream(std::FILE* file) : file_(file) {

@@ -8,10 +8,14 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
+#include <QScrollBar>
 #include <QTest>
 #include <QTimer>
+#include <QToolTip>
 #include <QUrl>
 #include <memory>
+
+#include <sys/stat.h>
 
 #include <QMessageBox>
 #include "Support.h"
@@ -127,6 +131,48 @@ TEST_F(WindowHostTest, DropsOfLocalFilesBecomeRows) {
   EXPECT_EQ(list().ListCount(), 3);
 }
 
+// URLs as a file manager sends them: the bytes of a name reach its row whether or not they are
+// UTF-8, and show in one line; a folder written with a separator at its end keeps its name; a
+// FIFO, dropped as a file or inside a bundle, is no receipt and blocks nothing.
+TEST_F(WindowHostTest, DroppedURLsNameTheirFilesAndNoFileBlocks) {
+  const path drop = temp.path() / "drop";
+  Receipt("bad\xFFname.receipt");
+  Receipt("two\nlines.receipt");
+  window_test::WriteReceipt(drop / "Good.app/Contents/_MASReceipt/receipt");
+  window_test::fs::create_directories(drop / "Stuff");
+  window_test::fs::create_directories(drop / "Pipe.app/Contents/_MASReceipt");
+  ASSERT_EQ(mkfifo((drop / "pipe.receipt").c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo((drop / "Pipe.app/Contents/_MASReceipt/receipt").c_str(), 0600), 0);
+  const struct {
+    const char* url;    // in the drop folder
+    const char* row;    // as Rows writes it
+    const char* shown;  // its name in the view
+  } cases[] = {
+      {"bad%FFname.receipt", "bad\xFFname.receipt|| +", "bad\uFFFDname.receipt"},
+      {"two%0Alines.receipt", "two\nlines.receipt|| +", "two\u21B5lines.receipt"},
+      {"Good.app/", "Good.app|| +", "Good.app"},
+      {"Stuff/", "Stuff||Ignored (folder)", "Stuff"},
+      {"pipe.receipt", "pipe.receipt||Not a MAS receipt", "pipe.receipt"},
+      {"Pipe.app", "Pipe.app||Not a MAS receipt", "Pipe.app"},
+  };
+  list().DeleteAllRows();
+  std::vector<path> urls;
+  std::vector<std::string> rows;
+  for (const auto& c : cases) {
+    urls.push_back("file://" + drop.string() + "/" + c.url);
+    ASSERT_TRUE(Drop({urls.back()})) << c.url;
+    rows.push_back(c.row);
+    EXPECT_EQ(window_test::Rows(list()), rows) << c.url;
+    EXPECT_EQ(host->ItemModel()->index(static_cast<int>(rows.size()) - 1, 0).data().toString(),
+              QString::fromUtf8(c.shown));
+  }
+  // All in one drop, with the Option key down: the same rows again, behind those there.
+  ASSERT_TRUE(Drop(urls, Qt::AltModifier));
+  const std::vector<std::string> once = rows;
+  rows.insert(rows.end(), once.begin(), once.end());
+  EXPECT_EQ(window_test::Rows(list()), rows);
+}
+
 TEST_F(WindowHostTest, BackspaceAndDeleteClearFromTheListAndTheWindow) {
   ASSERT_EQ(list().ListCount(), 1);
   QTest::keyClick(&view(), Qt::Key_Delete);
@@ -170,18 +216,32 @@ TEST_F(WindowHostTest, MenusShowTheBarsItemsAsDesigned) {
   EXPECT_EQ(list().ListCount(), 0);
 }
 
-TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenInTheView) {
-  list().DeleteAllRows();
+TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenAndInViewAtTheEndOfALongList) {
+  for (int i = 0; i < 1000; ++i)
+    list().AddRow({"row " + std::to_string(i)});
+  ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+  view().setCurrentIndex(host->ItemModel()->index(0, 0));
   host->activateWindow();
   ASSERT_TRUE(QTest::qWaitForWindowActive(host.get()));
   QTest::keyClick(host.get(), Qt::Key_G, Qt::ControlModifier);
-  ASSERT_EQ(host->ItemModel()->rowCount(), 1);
-  const QModelIndex root = host->ItemModel()->index(0, 0);
+  const int last = host->ItemModel()->rowCount() - 1;
+  ASSERT_EQ(last, 1001);
+  const QModelIndex root = host->ItemModel()->index(last, 0);
   EXPECT_EQ(root.data().toString(), "MACs");
   EXPECT_TRUE(view().isExpanded(root));
   // Its children are this machine's interfaces; the primary row stands first in any case.
   ASSERT_GE(host->ItemModel()->rowCount(root), 1);
   EXPECT_EQ(host->ItemModel()->index(0, 2, root).data().toString(), "Primary");
+  const auto shows = [&](const QModelIndex& index) {
+    return view().viewport()->rect().contains(view().visualRect(index));
+  };
+  EXPECT_TRUE(
+      QTest::qWaitFor([&] { return shows(root) && shows(root.model()->index(0, 0, root)); }, 2000));
+
+  // A drop's rows at the end of a long list come into view as well.
+  view().scrollToTop();
+  ASSERT_TRUE(Drop({Receipt("late.receipt")}));
+  EXPECT_TRUE(shows(host->ItemModel()->index(last + 1, 0)));
 }
 
 // Without a registry the interfaces can't be asked for: the exception of that event is
@@ -210,23 +270,83 @@ TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {
                                    "\t" + list().Cell(0, 2).Bytes()));
 }
 
+// A value is shown as the text it is, also in its tooltip, where markup would have Qt load
+// what an <img> names; a long value's tooltip wraps inside the screen.
+TEST_F(WindowHostTest, TooltipsArePlainTextThatWraps) {
+  list().DeleteAllRows();
+  const std::string markup = "<img src=\"nowhere.png\"><b>com.example</b>";
+  ASSERT_TRUE(
+      Drop({window_test::WriteReceipt(temp.path() / "drop/markup.receipt",
+                                      {{2, 1, ReceiptMaker::Utf8Value(markup)},
+                                       {4, 1, ReceiptMaker::HexValue(std::string(400, 'a'))}})}));
+  const QModelIndex root = host->ItemModel()->index(0, 0);
+  view().expand(root);
+  ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+  ASSERT_EQ(host->ItemModel()->index(0, 2, root).data().toString(), QString::fromStdString(markup));
+  for (const int row : {0, 1}) {
+    const QRect cell = view().visualRect(host->ItemModel()->index(row, 2, root));
+    QHelpEvent ask(QEvent::ToolTip, cell.center(), view().viewport()->mapToGlobal(cell.center()));
+    QCoreApplication::sendEvent(view().viewport(), &ask);
+    QLabel* tip = nullptr;
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+      if (w->objectName() == "qtooltip_label" && w->isVisible()) tip = qobject_cast<QLabel*>(w);
+    }
+    ASSERT_NE(tip, nullptr) << row;
+    EXPECT_FALSE(tip->text().contains("<img")) << row;
+    EXPECT_EQ(tip->text().contains("&lt;img src="), row == 0);
+    EXPECT_LE(tip->frameGeometry().width(), tip->screen()->availableGeometry().width()) << row;
+    QToolTip::hideText();
+  }
+}
+
 TEST_F(WindowHostTest, TheTimerSwapsListAndHelpLabel) {
   list().DeleteAllRows();
   EXPECT_TRUE(QTest::qWaitFor([&] { return help().isVisible() && !view().isVisible(); }, 2000));
   Drop({Receipt("a.receipt")});
   EXPECT_TRUE(QTest::qWaitFor([&] { return !help().isVisible() && view().isVisible(); }, 2000));
   EXPECT_EQ(help().accessibleName().isEmpty(), false);
+  // The help names the command's key as the menus here do; the window's own text is unchanged.
+  EXPECT_EQ(help().text(),
+            "Drop receipt files or apps into the window\n\n" +
+                QKeySequence(Qt::CTRL | Qt::Key_G).toString(QKeySequence::NativeText) +
+                " shows the interfaces (MAC, GUID)");
+  EXPECT_NE(window->Label1()->Text().Bytes().find("\u2318G"), std::string::npos);
 }
 
 TEST_F(WindowHostTest, ControlsKeepToTheirLockedEdgesWhenTheWindowResizes) {
-  host->resize(900, 700);
+  ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
   const QWidget& area = *host->centralWidget();
   const QLabel& strip = *host->findChild<QLabel*>("Label2");
-  EXPECT_EQ(strip.geometry(), QRect(0, area.height() - 20, area.width(), 20));
-  EXPECT_EQ(view().geometry(), QRect(0, 0, area.width(), area.height() - 20));
-  // Wider than the window, the help label still has its middle in the window's middle.
-  EXPECT_GT(help().width(), area.width());
-  EXPECT_EQ(help().geometry().center().x(), area.rect().center().x());
+  QHeaderView& header = *view().header();
+  for (const QSize size : {QSize(1280, 800), QSize(725, 561), QSize(360, 300)}) {
+    host->resize(size);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(strip.geometry(), QRect(0, area.height() - 20, area.width(), 20));
+    EXPECT_EQ(view().geometry(), QRect(0, 0, area.width(), area.height() - 20));
+    // Wider than the window, the help label still has its middle in the window's middle.
+    EXPECT_GT(help().width(), area.width());
+    EXPECT_EQ(help().geometry().center().x(), area.rect().center().x());
+    // The columns are 30% of the list's width, 130, and the rest, with no scroll bar across.
+    const int width = view().viewport()->width();
+    EXPECT_EQ(header.sectionSize(0), width * 30 / 100) << size.width();
+    EXPECT_EQ(header.sectionSize(1), 130) << size.width();
+    EXPECT_EQ(header.length(), width) << size.width();
+    EXPECT_FALSE(view().horizontalScrollBar()->isVisible()) << size.width();
+  }
+  host->resize(160, 300);
+  QCoreApplication::processEvents();  // the view lays out its scroll bars later
+  EXPECT_FALSE(view().horizontalScrollBar()->isVisible()) << "also narrower than the columns";
+
+  // Once the person drags the edge between the first two columns, their widths stand.
+  const int edge = header.sectionViewportPosition(1);
+  const int y = header.height() / 2;
+  QTest::mousePress(header.viewport(), Qt::LeftButton, {}, QPoint(edge - 1, y));
+  QTest::mouseMove(header.viewport(), QPoint(edge + 39, y));
+  QTest::mouseRelease(header.viewport(), Qt::LeftButton, {}, QPoint(edge + 39, y));
+  const int dragged = header.sectionSize(0);
+  EXPECT_EQ(dragged, edge + 40);
+  host->resize(1000, 700);
+  EXPECT_EQ(header.sectionSize(0), dragged);
 }
 
 TEST_F(WindowHostTest, ClosingTheWindowEndsTheEventLoop) {

@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -68,6 +72,13 @@ TEST_F(FolderItemTest, KindsOfItems) {
   EXPECT_EQ(At("file.txt")->Parent()->Path(), root_);
   EXPECT_EQ(FolderItem("/").Name().Bytes(), "/");
   EXPECT_TRUE(FolderItem("/").Parent().IsNil());
+  // A folder written with separators at its end is still named by its last component.
+  for (const char* written : {"folder/", "folder//"}) {
+    const FolderItem item(root_ / written);
+    EXPECT_EQ(item.Name().Bytes(), "folder") << written;
+    EXPECT_EQ(item.Parent()->Path(), root_) << written;
+  }
+  EXPECT_EQ(FolderItem("//").Name().Bytes(), "/");
 }
 
 TEST_F(FolderItemTest, ChildFollowsLinksOnlyWhenAsked) {
@@ -120,11 +131,27 @@ TEST_F(FolderItemTest, GetFolderItem) {
 }
 
 TEST_F(FolderItemTest, OpenRaisesForWhatCannotBeRead) {
+  // Nothing but a regular file is opened: a FIFO without a writer would block the open, a
+  // device such as /dev/zero would never end.
+  ASSERT_EQ(mkfifo((root_ / "fifo").c_str(), 0600), 0);
+  const int sock = socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, (root_ / "socket").c_str(), sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(sock, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  fs::create_symlink("/dev/zero", root_ / "link-zero");
+  fs::create_symlink("/dev/urandom", root_ / "link-urandom");
+  fs::create_symlink("fifo", root_ / "link-fifo");
+
   const auto before = BinaryStream::OpenStreams();
   EXPECT_THROW(BinaryStream::Open(nullptr), NilObjectException);
-  for (const char* name : {"folder", "link-folder", "missing", "dangling", "loop-a"})
-    EXPECT_THROW(BinaryStream::Open(At(name)), IOException) << name;
+  for (const char* name : {"folder", "link-folder", "missing", "dangling", "loop-a", "socket",
+                           "link-zero", "link-urandom", "fifo", "link-fifo"}) {
+    for (const bool readWrite : {false, true})
+      EXPECT_THROW(BinaryStream::Open(At(name), readWrite), IOException) << name << readWrite;
+  }
   EXPECT_EQ(BinaryStream::OpenStreams(), before);
+  close(sock);
 }
 
 TEST_F(FolderItemTest, HandleIsTheFileAtItsStartUntilClosed) {
