@@ -72,7 +72,9 @@ inline std::string Dump(const Dictionary& map) {
     if (block && it != shown.end()) {
       out += "@" + it->second;
     } else if (block) {
-      out += "[" + HexOf(block->Data(), block->Size()) + "]";
+      out += "[";
+      out += HexOf(block->Data(), block->Size());
+      out += "]";
       shown.emplace_back(block.get(), text(key));
     } else if (value.IsString()) {
       const String s = value.StringValue();
@@ -97,8 +99,10 @@ inline std::string Dump(const Dictionary& map) {
 inline std::string Dump(const std::optional<std::vector<Ref<Dictionary>>>& maps) {
   if (!maps) return "nil";
   std::string out = "[";
-  for (const auto& map : *maps)
-    out += (out.size() > 1 ? " " : "") + Dump(*map);
+  for (const auto& map : *maps) {
+    if (out.size() > 1) out += " ";
+    out += Dump(*map);
+  }
   return out + "]";
 }
 
