@@ -28,13 +28,13 @@ constexpr int kNoTag = -1;
 // The bit of ASN1_get_object's result that flags an error.
 constexpr int kHeaderError = 0x80;
 
-using Asn1GetObject = decltype(::ASN1_get_object);
+using Asn1GetObject = LibCrypto::ASN1_get_object::Type;
 
 // The reading position of the walk over one payload. Every read is bounded by a limit that
 // lies inside the payload, and the position never moves past the limit it was read against.
 class Walker {
  public:
-  Walker(const std::uint8_t* data, std::int64_t size, Asn1GetObject* getObject)
+  Walker(const std::uint8_t* data, std::int64_t size, Asn1GetObject getObject)
       : p(data), end(data + size), getObject_(getObject) {}
 
   const std::uint8_t* p;
@@ -81,7 +81,7 @@ class Walker {
   }
 
  private:
-  Asn1GetObject* getObject_;
+  Asn1GetObject getObject_;
 };
 
 // Number text of an attribute: decimal, "-" before a negative number, no padding.
@@ -127,7 +127,7 @@ void TakeAttribute(Dictionary& map, std::int64_t number, const Walker& w,
 }
 
 std::optional<std::vector<Ref<Dictionary>>> Walk(const std::uint8_t* data, std::int64_t size,
-                                                 Asn1GetObject* getObject) {
+                                                 Asn1GetObject getObject) {
   std::vector<Ref<Dictionary>> result;
   Walker w(data, size, getObject);
   while (w.p < w.end) {
@@ -250,7 +250,7 @@ std::optional<std::vector<Ref<Dictionary>>> parse(const std::uint8_t* data, std:
                                                   const LibCrypto& lib) {
   try {
     if (size <= 0) return std::vector<Ref<Dictionary>>{};
-    return Walk(data, size, lib.Get<Asn1GetObject>(LibCrypto::ASN1_get_object));
+    return Walk(data, size, lib.Get<LibCrypto::ASN1_get_object>());
   } catch (const toolkit::RuntimeException&) {
     return std::nullopt;
   }
@@ -262,24 +262,18 @@ Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file, const LibCrypto& lib) {
 
   // OpenSSL 3 loads its error strings and digests by itself; where it still exports the old
   // names they are called, as older releases needed.
-  if (void* f = lib.ResolveIfExported(LibCrypto::ERR_load_PKCS7_strings)) {
-    reinterpret_cast<int (*)()>(f)();
-  }
-  if (void* f = lib.ResolveIfExported(LibCrypto::ERR_load_X509_strings)) {
-    reinterpret_cast<int (*)()>(f)();
-  }
-  if (void* f = lib.ResolveIfExported(LibCrypto::OpenSSL_add_all_digests)) {
-    reinterpret_cast<void (*)()>(f)();
-  }
+  if (auto* f = lib.GetIfExported<LibCrypto::ERR_load_PKCS7_strings>()) f();
+  if (auto* f = lib.GetIfExported<LibCrypto::ERR_load_X509_strings>()) f();
+  if (auto* f = lib.GetIfExported<LibCrypto::OpenSSL_add_all_digests>()) f();
 
   // The reader's own functions are resolved before the file or the container is opened: one
   // that is missing then raises with nothing to release, and no container is made that no one
   // could free. ASN1_get_object is parse's to resolve: without it parse refuses the payload.
-  auto* d2i = lib.Get<decltype(::d2i_PKCS7_fp)>(LibCrypto::d2i_PKCS7_fp);
-  auto* pkcs7Free = lib.Get<decltype(::PKCS7_free)>(LibCrypto::PKCS7_free);
-  auto* obj2nid = lib.Get<decltype(::OBJ_obj2nid)>(LibCrypto::OBJ_obj2nid);
-  auto* stringData = lib.Get<decltype(::ASN1_STRING_get0_data)>(LibCrypto::ASN1_STRING_get0_data);
-  auto* stringLength = lib.Get<decltype(::ASN1_STRING_length)>(LibCrypto::ASN1_STRING_length);
+  auto* d2i = lib.Get<LibCrypto::d2i_PKCS7_fp>();
+  auto* pkcs7Free = lib.Get<LibCrypto::PKCS7_free>();
+  auto* obj2nid = lib.Get<LibCrypto::OBJ_obj2nid>();
+  auto* stringData = lib.Get<LibCrypto::ASN1_STRING_get0_data>();
+  auto* stringLength = lib.Get<LibCrypto::ASN1_STRING_length>();
 
   Ref<toolkit::BinaryStream> stream;
   try {
@@ -302,7 +296,7 @@ Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file, const LibCrypto& lib) {
   // Frees the container whichever way this function leaves.
   struct ContainerFreer {
     PKCS7* p7;
-    decltype(::PKCS7_free)* free;
+    LibCrypto::PKCS7_free::Type free;
     ~ContainerFreer() { free(p7); }
   } freer{outer, pkcs7Free};
 
