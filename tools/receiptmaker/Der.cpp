@@ -128,4 +128,22 @@ Bytes Payload(const std::vector<Attribute>& attributes) {
   return Set(records);
 }
 
+Bytes TypicalPayload() {
+  const Bytes purchase = PurchaseValue({{1701, 1, IntValue(1)},
+                                        {1702, 1, Utf8Value("com.example.coins")},
+                                        {1703, 1, Utf8Value("1000000123456789")},
+                                        {1704, 1, Ia5Value("2026-01-02T03:04:05Z")}});
+  return Payload({{0, 1, Utf8Value("Production")},
+                  {2, 1, Utf8Value("com.example.quellmark")},
+                  {3, 1, Utf8Value("2.4.1")},
+                  {4, 1, HexValue("00112233445566778899AABBCCDDEEFF")},
+                  {5, 1, HexValue("A1B2C3D4E5F60718293A4B5C6D7E8F9001122334")},
+                  {12, 1, Ia5Value("2026-03-14T09:26:53Z")},
+                  {17, 1, purchase},
+                  {17, 1, purchase},
+                  {17, 1, purchase},
+                  {19, 1, Utf8Value("2.0")},
+                  {21, 1, Ia5Value("2027-03-14T09:26:53Z")}});
+}
+
 }  // namespace ReceiptMaker
