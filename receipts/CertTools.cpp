@@ -133,14 +133,15 @@ void TakeAttribute(Dictionary& map, std::int64_t number, const Cursor& octets, C
         String(std::string(reinterpret_cast<const char*>(value.Data()), value.Size()), encoding);
   }
 
+  const String numberText = NumberText(number);
   if (!decoded.IsNull()) {
     if (key != Keys::None) {
       const bool keepsRaw = key == Keys::Opaque || key == Keys::Hash;
       map.Value(static_cast<std::int64_t>(key), keepsRaw ? Variant(raw) : decoded);
     }
-    map.Value(String("attr ") + NumberText(number), std::move(decoded));
+    map.Value(String("attr ") + numberText, std::move(decoded));
   }
-  map.Value(String("raw ") + NumberText(number), raw);
+  map.Value(String("raw ") + numberText, raw);
 }
 
 // One record: its number, its version, its value, and anything behind them.
