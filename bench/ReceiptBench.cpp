@@ -99,25 +99,10 @@ void BM_Parse(benchmark::State& state) {
 }
 BENCHMARK(BM_Parse);
 
-// The realistic sample receipt, written to a scratch file once.
-const std::filesystem::path& RealisticReceipt() {
+// A typical receipt, written to a scratch file once.
+const std::filesystem::path& TypicalReceipt() {
   static const std::filesystem::path path = [] {
-    const Bytes purchase = PurchaseValue({{1701, 1, IntValue(1)},
-                                          {1702, 1, Utf8Value("com.example.coins")},
-                                          {1703, 1, Utf8Value("1000000123456789")},
-                                          {1704, 1, Ia5Value("2026-01-02T03:04:05Z")}});
-    const Bytes payload = Payload({{0, 1, Utf8Value("Production")},
-                                   {2, 1, Utf8Value("com.example.quellmark")},
-                                   {3, 1, Utf8Value("2.4.1")},
-                                   {4, 1, HexValue("00112233445566778899AABBCCDDEEFF")},
-                                   {5, 1, HexValue("A1B2C3D4E5F60718293A4B5C6D7E8F9001122334")},
-                                   {12, 1, Ia5Value("2026-03-14T09:26:53Z")},
-                                   {17, 1, purchase},
-                                   {17, 1, purchase},
-                                   {17, 1, purchase},
-                                   {19, 1, Utf8Value("2.0")},
-                                   {21, 1, Ia5Value("2027-03-14T09:26:53Z")}});
-    const Bytes file = Sign(payload);
+    const Bytes file = Sign(TypicalPayload());
     const auto p = std::filesystem::temp_directory_path() /
                    ("quellmark-bench-" + std::to_string(getpid()) + ".receipt");
     std::ofstream(p, std::ios::binary)
@@ -129,7 +114,7 @@ const std::filesystem::path& RealisticReceipt() {
 }
 
 void BM_ContainerParse(benchmark::State& state) {
-  const auto& path = RealisticReceipt();
+  const auto& path = TypicalReceipt();
   for (auto _ : state) {
     std::FILE* f = std::fopen(path.c_str(), "rb");
     PKCS7* p7 = d2i_PKCS7_fp(f, nullptr);
@@ -141,10 +126,10 @@ void BM_ContainerParse(benchmark::State& state) {
 BENCHMARK(BM_ContainerParse);
 
 void BM_ReadReceipt(benchmark::State& state) {
-  const auto file = toolkit::Ref<toolkit::FolderItem>::New(RealisticReceipt());
+  const auto file = toolkit::Ref<toolkit::FolderItem>::New(TypicalReceipt());
   for (auto _ : state) {
     auto map = CertTools::ReadReceipt(file);
-    if (!map) state.SkipWithError("the sample receipt did not read");
+    if (!map) state.SkipWithError("the typical receipt did not read");
     benchmark::DoNotOptimize(map);
   }
 }
@@ -156,6 +141,6 @@ int main(int argc, char** argv) {
   bench::RunWithRatios(
       &argc, argv, {{"BM_Parse", "BM_BareHeaderWalk"}, {"BM_ReadReceipt", "BM_ContainerParse"}});
   std::error_code ec;
-  std::filesystem::remove(RealisticReceipt(), ec);
+  std::filesystem::remove(TypicalReceipt(), ec);
   return 0;
 }

@@ -50,21 +50,10 @@ fs::path Write(const std::string& name, const Bytes& bytes) {
   return p;
 }
 
-// 1,000 files of a receipt as the store writes them, each under a name of its own.
+// 1,000 files of a typical receipt, each under a name of its own.
 const std::vector<Ref<FolderItem>>& ThousandReceipts() {
   static const std::vector<Ref<FolderItem>> files = [] {
-    const Bytes purchase = PurchaseValue({{1701, 1, IntValue(1)},
-                                          {1702, 1, Utf8Value("com.example.coins")},
-                                          {1703, 1, Utf8Value("1000000123456789")}});
-    const Bytes receipt =
-        Sign(Payload({{0, 1, Utf8Value("Production")},
-                      {2, 1, Utf8Value("com.example.quellmark")},
-                      {3, 1, Utf8Value("2.4.1")},
-                      {4, 1, HexValue("00112233445566778899AABBCCDDEEFF")},
-                      {5, 1, HexValue("A1B2C3D4E5F60718293A4B5C6D7E8F9001122334")},
-                      {12, 1, Ia5Value("2026-03-14T09:26:53Z")},
-                      {17, 1, purchase},
-                      {19, 1, Utf8Value("2.0")}}));
+    const Bytes receipt = Sign(TypicalPayload());
     std::vector<Ref<FolderItem>> items;
     for (int i = 0; i < 1000; ++i)
       items.push_back(Ref<FolderItem>::New(Write(std::to_string(i) + ".receipt", receipt)));

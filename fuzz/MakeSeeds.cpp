@@ -17,17 +17,7 @@ using namespace ReceiptMaker;
 namespace fs = std::filesystem;
 
 std::vector<std::pair<std::string, Bytes>> Payloads() {
-  const Bytes purchase = PurchaseValue({{1701, 1, IntValue(1)},
-                                        {1702, 1, Utf8Value("com.example.coins")},
-                                        {1704, 1, Ia5Value("2026-01-02T03:04:05Z")}});
-  const Bytes typical = Payload({{0, 1, Utf8Value("Production")},
-                                 {2, 1, Utf8Value("com.example.quellmark")},
-                                 {3, 1, Utf8Value("2.4.1")},
-                                 {4, 1, HexValue("0011223344556677")},
-                                 {5, 1, HexValue("A1B2C3D4E5F60718293A4B5C6D7E8F9001122334")},
-                                 {12, 1, Ia5Value("2026-03-14T09:26:53Z")},
-                                 {17, 1, purchase},
-                                 {19, 1, Utf8Value("2.0")}});
+  const Bytes typical = TypicalPayload();
   return {
       {"typical", typical},
       {"two-sets", Concat(typical, Payload({{3, 1, IntValue(-7)}}))},

@@ -4,6 +4,8 @@
 #include <openssl/objects.h>
 #include <openssl/pkcs7.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdio>
 
 #include "platform/toolkit/MemoryBlock.h"
@@ -28,60 +30,73 @@ constexpr int kNoTag = -1;
 // The bit of ASN1_get_object's result that flags an error.
 constexpr int kHeaderError = 0x80;
 
-using Asn1GetObject = decltype(::ASN1_get_object);
+using Asn1GetObject = LibCrypto::ASN1_get_object::Type;
 
-// The reading position of the walk over one payload. Every read is bounded by a limit that
-// lies inside the payload, and the position never moves past the limit it was read against.
-class Walker {
- public:
-  Walker(const std::uint8_t* data, std::int64_t size, Asn1GetObject* getObject)
-      : p(data), end(data + size), getObject_(getObject) {}
-
-  const std::uint8_t* p;
-  const std::uint8_t* const end;
-  std::int64_t length = 0;
+// What a header gave: the tag, the length of the contents (cut to what remains), the bytes of
+// identifier and length, and ASN1_get_object's result.
+struct Header {
   int tag = kNoTag;
+  std::size_t length = 0;
+  std::size_t headerSize = 0;
+  int result = kHeaderError;
+};
 
-  // Reads a header at `p` up to `bound`: `p` moves to the contents, `tag` and `length`
-  // describe the object. A length that runs past `bound` is cut to it. When no header can
-  // be read (at the bound already, or a broken identifier or length), `tag` is kNoTag,
-  // `length` 0, and `p` moves to `bound`: what remains up to it can't be walked, and
-  // skipping it is what lets every loop of the walk end.
-  void ReadHeader(const std::uint8_t* bound) {
-    const std::uint8_t* q = p;
-    long len = 0;
-    int t = kNoTag;
+// A part of the payload: where it starts and how many bytes remain. Every read is bounded by
+// the cursor it is made on, and every nested object is handed out as a cursor of its own,
+// bounded by its parent, so no position ever lies outside the bytes the walk was given.
+class Cursor {
+ public:
+  Cursor(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
+
+  const std::uint8_t* Data() const { return data_; }
+  std::size_t Size() const { return size_; }
+  bool Empty() const { return size_ == 0; }
+
+  // Reads the header at the front and moves to the object's contents, which stay in this
+  // cursor with whatever follows them. A length that runs past the end is cut to it. When no
+  // header can be read (nothing left, or a broken identifier or length), the tag is kNoTag, the
+  // length 0, and the cursor moves to its end: what remains can't be walked, and skipping it is
+  // what lets every loop of the walk end.
+  Header ReadHeader(Asn1GetObject read) {
+    Header h;
+    if (Empty()) return h;
+    const std::uint8_t* contents = data_;
+    long length = 0;
+    int tag = kNoTag;
     int cls = 0;
-    const int r = bound > p ? getObject_(&q, &len, &t, &cls, bound - p) : kHeaderError;
-    if ((r & kHeaderError) != 0 && q == p) {
-      tag = kNoTag;
-      length = 0;
-      p = bound;
-      return;
+    h.result = read(&contents, &length, &tag, &cls, static_cast<long>(size_));
+    if ((h.result & kHeaderError) != 0 && contents == data_) {
+      Take(size_);
+      return h;
     }
-    p = q;
-    tag = t;
-    length = len < 0 ? 0 : std::min<std::int64_t>(len, bound - p);
+    h.headerSize = Take(static_cast<std::size_t>(contents - data_)).Size();
+    h.tag = tag;
+    h.length = length < 0 ? 0 : std::min(static_cast<std::size_t>(length), size_);
+    return h;
   }
 
-  // Steps over the header just read and its contents.
-  void SkipContents() { p += length; }
-
-  // Reads the value object inside an OCTET STRING of `size` bytes at `p`, against the end of
-  // the record (`recordEnd`), without moving `p`. Returns ASN1_get_object's result; `tag` and
-  // `valueLength` are what it reported, `value` where the contents begin.
-  int ReadValueHeader(const std::uint8_t* recordEnd, const std::uint8_t*& value, long& valueLength,
-                      int& valueTag) const {
-    value = p;
-    valueLength = 0;
-    valueTag = kNoTag;
-    int cls = 0;
-    if (recordEnd <= p) return kHeaderError;
-    return getObject_(&value, &valueLength, &valueTag, &cls, recordEnd - p);
+  // Hands out the first `n` bytes, or all that remain when fewer do, as a cursor of their own,
+  // and moves behind them.
+  Cursor Take(std::size_t n) {
+    n = std::min(n, size_);
+    const Cursor front(data_, n);
+    data_ += n;
+    size_ -= n;
+    return front;
   }
+
+  // Reads the object at the front: its header, and its contents as a cursor bounded by it. This
+  // cursor moves behind the object.
+  Cursor ReadObject(Asn1GetObject read, Header& header) {
+    header = ReadHeader(read);
+    return Take(header.length);
+  }
+
+  void SkipObject(Asn1GetObject read) { Take(ReadHeader(read).length); }
 
  private:
-  Asn1GetObject* getObject_;
+  const std::uint8_t* data_;
+  std::size_t size_;
 };
 
 // Number text of an attribute: decimal, "-" before a negative number, no padding.
@@ -89,81 +104,83 @@ String NumberText(std::int64_t number) {
   return toolkit::Str(number, "-#");
 }
 
-void TakeAttribute(Dictionary& map, std::int64_t number, const Walker& w,
-                   const std::uint8_t* recordEnd) {
+// `octets` are the contents of the attribute's OCTET STRING; `toRecordEnd` starts at the same
+// byte and runs to the end of the record.
+void TakeAttribute(Dictionary& map, std::int64_t number, const Cursor& octets, Cursor toRecordEnd,
+                   Asn1GetObject read) {
   const Keys key = keyForAttrType(number);
-  const auto raw = Ref<MemoryBlock>::New(w.p, static_cast<std::size_t>(w.length));
+  const auto raw = Ref<MemoryBlock>::New(octets.Data(), octets.Size());
   if (number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
 
   // The bound of the value object is the end of the record, not of the OCTET STRING; the
   // fallback test below catches an object that runs past the OCTET STRING.
-  const std::uint8_t* q = nullptr;
-  long qlength = 0;
-  int tag = kNoTag;
-  const int r = w.ReadValueHeader(recordEnd, q, qlength, tag);
+  Header h;
+  const Cursor value = toRecordEnd.ReadObject(read, h);
 
   Variant decoded;
-  if (r != 0 || qlength < 1 || w.length < (q - w.p) + qlength) {
+  if (h.result != 0 || h.length < 1 || h.headerSize + h.length > octets.Size()) {
     // Constructed (a nested SET), indefinite, empty, broken or overrunning: the bytes as they
     // are. Only the OCTET STRING's own bytes were copied, so this never reads further.
     decoded = raw;
-  } else if (tag == kTagInteger || tag == kTagNegInteger) {
-    if (qlength <= 8) decoded = intVal(q, tag, qlength);
-  } else if (tag == kTagUtf8String || tag == kTagIa5String) {
+  } else if (h.tag == kTagInteger || h.tag == kTagNegInteger) {
+    if (value.Size() <= 8) {
+      decoded = intVal(value.Data(), h.tag, static_cast<std::int64_t>(value.Size()));
+    }
+  } else if (h.tag == kTagUtf8String || h.tag == kTagIa5String) {
     const auto encoding =
-        tag == kTagUtf8String ? toolkit::Encodings::UTF8 : toolkit::Encodings::ASCII;
-    decoded = String(
-        std::string(reinterpret_cast<const char*>(q), static_cast<std::size_t>(qlength)), encoding);
+        h.tag == kTagUtf8String ? toolkit::Encodings::UTF8 : toolkit::Encodings::ASCII;
+    decoded =
+        String(std::string(reinterpret_cast<const char*>(value.Data()), value.Size()), encoding);
   }
 
+  const String numberText = NumberText(number);
   if (!decoded.IsNull()) {
     if (key != Keys::None) {
       const bool keepsRaw = key == Keys::Opaque || key == Keys::Hash;
       map.Value(static_cast<std::int64_t>(key), keepsRaw ? Variant(raw) : decoded);
     }
-    map.Value(String("attr ") + NumberText(number), std::move(decoded));
+    map.Value(String("attr ") + numberText, std::move(decoded));
   }
-  map.Value(String("raw ") + NumberText(number), raw);
+  map.Value(String("raw ") + numberText, raw);
 }
 
-std::optional<std::vector<Ref<Dictionary>>> Walk(const std::uint8_t* data, std::int64_t size,
-                                                 Asn1GetObject* getObject) {
+// One record: its number, its version, its value, and anything behind them.
+void TakeRecord(Dictionary& map, Cursor fields, Asn1GetObject read) {
+  Header h;
+  const Cursor numberBytes = fields.ReadObject(read, h);
+  const std::int64_t number =
+      intVal(numberBytes.Data(), h.tag, static_cast<std::int64_t>(numberBytes.Size()));
+
+  fields.SkipObject(read);  // the attribute's version, not kept
+
+  const Header value = fields.ReadHeader(read);
+  const Cursor toRecordEnd = fields;
+  const Cursor octets = fields.Take(value.length);
+  if (value.tag == kTagOctetString && number != 1 && number != 6) {
+    TakeAttribute(map, number, octets, toRecordEnd, read);
+  }
+
+  while (!fields.Empty())  // anything behind the three fields
+    fields.SkipObject(read);
+}
+
+std::optional<std::vector<Ref<Dictionary>>> Walk(Cursor payload, Asn1GetObject read) {
   std::vector<Ref<Dictionary>> result;
-  Walker w(data, size, getObject);
-  while (w.p < w.end) {
-    w.ReadHeader(w.end);
-    if (w.tag != kTagSet) return std::nullopt;
-    const std::uint8_t* const setEnd = w.p + w.length;
+  while (!payload.Empty()) {
+    Header set;
+    Cursor records = payload.ReadObject(read, set);
+    if (set.tag != kTagSet) return std::nullopt;
     auto map = Ref<Dictionary>::New();
 
-    while (w.p < setEnd) {
-      w.ReadHeader(setEnd);
-      if (w.tag != kTagSequence) break;
-      const std::uint8_t* const seqEnd = w.p + w.length;
-
-      w.ReadHeader(seqEnd);
-      const std::int64_t number = intVal(w.p, w.tag, w.length);
-      w.SkipContents();
-
-      w.ReadHeader(seqEnd);  // the attribute's version, not kept
-      w.SkipContents();
-
-      w.ReadHeader(seqEnd);
-      if (w.tag == kTagOctetString && number != 1 && number != 6) {
-        TakeAttribute(*map, number, w, seqEnd);
-      }
-      w.SkipContents();
-
-      while (w.p < seqEnd) {  // anything behind the three fields
-        w.ReadHeader(seqEnd);
-        w.SkipContents();
-      }
+    while (!records.Empty()) {
+      const Header record = records.ReadHeader(read);
+      if (record.tag != kTagSequence) break;
+      TakeRecord(*map, records.Take(record.length), read);
     }
-    // Only after a non-record left the loop: its contents are walked as objects.
-    while (w.p < setEnd) {
-      w.ReadHeader(setEnd);
-      w.SkipContents();
-    }
+    // Only after a non-record left the loop, which stands behind that object's header: its
+    // contents are walked as objects.
+    while (!records.Empty())
+      records.SkipObject(read);
 
     if (map->Count() > 0) result.push_back(map);
   }
@@ -250,7 +267,8 @@ std::optional<std::vector<Ref<Dictionary>>> parse(const std::uint8_t* data, std:
                                                   const LibCrypto& lib) {
   try {
     if (size <= 0) return std::vector<Ref<Dictionary>>{};
-    return Walk(data, size, lib.Get<Asn1GetObject>(LibCrypto::ASN1_get_object));
+    return Walk(Cursor(data, static_cast<std::size_t>(size)),
+                lib.Get<LibCrypto::ASN1_get_object>());
   } catch (const toolkit::RuntimeException&) {
     return std::nullopt;
   }
@@ -262,24 +280,18 @@ Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file, const LibCrypto& lib) {
 
   // OpenSSL 3 loads its error strings and digests by itself; where it still exports the old
   // names they are called, as older releases needed.
-  if (void* f = lib.ResolveIfExported(LibCrypto::ERR_load_PKCS7_strings)) {
-    reinterpret_cast<int (*)()>(f)();
-  }
-  if (void* f = lib.ResolveIfExported(LibCrypto::ERR_load_X509_strings)) {
-    reinterpret_cast<int (*)()>(f)();
-  }
-  if (void* f = lib.ResolveIfExported(LibCrypto::OpenSSL_add_all_digests)) {
-    reinterpret_cast<void (*)()>(f)();
-  }
+  if (auto* f = lib.GetIfExported<LibCrypto::ERR_load_PKCS7_strings>()) f();
+  if (auto* f = lib.GetIfExported<LibCrypto::ERR_load_X509_strings>()) f();
+  if (auto* f = lib.GetIfExported<LibCrypto::OpenSSL_add_all_digests>()) f();
 
   // The reader's own functions are resolved before the file or the container is opened: one
   // that is missing then raises with nothing to release, and no container is made that no one
   // could free. ASN1_get_object is parse's to resolve: without it parse refuses the payload.
-  auto* d2i = lib.Get<decltype(::d2i_PKCS7_fp)>(LibCrypto::d2i_PKCS7_fp);
-  auto* pkcs7Free = lib.Get<decltype(::PKCS7_free)>(LibCrypto::PKCS7_free);
-  auto* obj2nid = lib.Get<decltype(::OBJ_obj2nid)>(LibCrypto::OBJ_obj2nid);
-  auto* stringData = lib.Get<decltype(::ASN1_STRING_get0_data)>(LibCrypto::ASN1_STRING_get0_data);
-  auto* stringLength = lib.Get<decltype(::ASN1_STRING_length)>(LibCrypto::ASN1_STRING_length);
+  auto* d2i = lib.Get<LibCrypto::d2i_PKCS7_fp>();
+  auto* pkcs7Free = lib.Get<LibCrypto::PKCS7_free>();
+  auto* obj2nid = lib.Get<LibCrypto::OBJ_obj2nid>();
+  auto* stringData = lib.Get<LibCrypto::ASN1_STRING_get0_data>();
+  auto* stringLength = lib.Get<LibCrypto::ASN1_STRING_length>();
 
   Ref<toolkit::BinaryStream> stream;
   try {
@@ -302,7 +314,7 @@ Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file, const LibCrypto& lib) {
   // Frees the container whichever way this function leaves.
   struct ContainerFreer {
     PKCS7* p7;
-    decltype(::PKCS7_free)* free;
+    LibCrypto::PKCS7_free::Type free;
     ~ContainerFreer() { free(p7); }
   } freer{outer, pkcs7Free};
 

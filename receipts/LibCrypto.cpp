@@ -6,18 +6,6 @@
 
 namespace CertTools {
 
-namespace {
-constexpr std::array<const char*, LibCrypto::kFunctionCount> kNames = {
-    "ERR_load_PKCS7_strings", "ERR_load_X509_strings", "OpenSSL_add_all_digests",
-    "d2i_PKCS7_fp",           "OBJ_obj2nid",           "PKCS7_free",
-    "ASN1_get_object",        "ASN1_STRING_get0_data", "ASN1_STRING_length",
-};
-}  // namespace
-
-const char* FunctionName(LibCrypto::Function f) {
-  return kNames[f];
-}
-
 LibCrypto::LibCrypto(std::string libraryPath) : path_(std::move(libraryPath)) {}
 
 LibCrypto::~LibCrypto() {
@@ -30,10 +18,11 @@ LibCrypto& LibCrypto::System() {
   return *system;
 }
 
-void* LibCrypto::Handle(Function f) const {
+// `name` is the function that needed the library, for the report when it can't be opened.
+void* LibCrypto::Handle(const char* name) const {
   if (void* h = handle_.load(std::memory_order_acquire)) return h;
   void* h = dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (h == nullptr) throw toolkit::FunctionNotFoundException(FunctionName(f), path_);
+  if (h == nullptr) throw toolkit::FunctionNotFoundException(name, path_);
   void* expected = nullptr;
   if (!handle_.compare_exchange_strong(expected, h, std::memory_order_acq_rel)) {
     dlclose(h);  // another caller got there first; dlopen counts, so this only drops ours
@@ -42,21 +31,17 @@ void* LibCrypto::Handle(Function f) const {
   return h;
 }
 
-void* LibCrypto::Lookup(Function f) const {
-  if (void* p = resolved_[f].load(std::memory_order_acquire)) return p;
-  void* p = dlsym(Handle(f), FunctionName(f));
-  if (p != nullptr) resolved_[f].store(p, std::memory_order_release);
+void* LibCrypto::Lookup(std::size_t slot, const char* name) const {
+  if (void* p = resolved_[slot].load(std::memory_order_acquire)) return p;
+  void* p = dlsym(Handle(name), name);
+  if (p != nullptr) resolved_[slot].store(p, std::memory_order_release);
   return p;
 }
 
-void* LibCrypto::Resolve(Function f) const {
-  void* p = Lookup(f);
-  if (p == nullptr) throw toolkit::FunctionNotFoundException(FunctionName(f), path_);
+void* LibCrypto::Resolve(std::size_t slot, const char* name) const {
+  void* p = Lookup(slot, name);
+  if (p == nullptr) throw toolkit::FunctionNotFoundException(name, path_);
   return p;
-}
-
-void* LibCrypto::ResolveIfExported(Function f) const {
-  return Lookup(f);
 }
 
 }  // namespace CertTools

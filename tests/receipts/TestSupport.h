@@ -64,15 +64,17 @@ inline std::string Dump(const Dictionary& map) {
   std::vector<std::pair<const MemoryBlock*, std::string>> shown;
   std::string out;
   for (const Variant& key : keys) {
-    out.append(out.empty() ? "" : ", ").append(text(key)).append(": ");
+    out += (out.empty() ? "" : ", ") + text(key) + ": ";
     const Variant& value = map.Value(key);
     const auto block = value.As<MemoryBlock>();
     const auto it = std::find_if(shown.begin(), shown.end(),
                                  [&](const auto& s) { return s.first == block.get(); });
     if (block && it != shown.end()) {
-      out.append("@").append(it->second);
+      out += "@" + it->second;
     } else if (block) {
-      out.append("[").append(HexOf(block->Data(), block->Size())).append("]");
+      out += "[";
+      out += HexOf(block->Data(), block->Size());
+      out += "]";
       shown.emplace_back(block.get(), text(key));
     } else if (value.IsString()) {
       const String s = value.StringValue();
@@ -81,10 +83,7 @@ inline std::string Dump(const Dictionary& map) {
                                                             : "\"";
       for (const char c : s.Bytes()) {
         const auto byte = static_cast<std::uint8_t>(c);
-        if (byte >= 0x20 && byte < 0x7F)
-          out += c;
-        else
-          out.append("\\x").append(HexOf(&byte, 1));
+        out += byte >= 0x20 && byte < 0x7F ? std::string(1, c) : "\\x" + HexOf(&byte, 1);
       }
       out += "\"";
     } else if (value.VarType() == Variant::TypeInt64) {
@@ -100,8 +99,10 @@ inline std::string Dump(const Dictionary& map) {
 inline std::string Dump(const std::optional<std::vector<Ref<Dictionary>>>& maps) {
   if (!maps) return "nil";
   std::string out = "[";
-  for (const auto& map : *maps)
-    out.append(out.size() > 1 ? " " : "").append(Dump(*map));
+  for (const auto& map : *maps) {
+    if (out.size() > 1) out += " ";
+    out += Dump(*map);
+  }
   return out + "]";
 }
 

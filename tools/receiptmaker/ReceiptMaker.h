@@ -118,6 +118,11 @@ Bytes PurchaseValue(const std::vector<Attribute>& records);
 // One SET of the records in the given order.
 Bytes Payload(const std::vector<Attribute>& attributes);
 
+// A payload shaped like one the store issues: environment, bundle id, version, opaque value,
+// hash, creation date, three in-app purchases of four fields each, original version and
+// expiry date. The benchmarks and the fuzz seeds start from it.
+Bytes TypicalPayload();
+
 // ---- The container.
 
 struct Options {
