@@ -64,17 +64,15 @@ inline std::string Dump(const Dictionary& map) {
   std::vector<std::pair<const MemoryBlock*, std::string>> shown;
   std::string out;
   for (const Variant& key : keys) {
-    out += (out.empty() ? "" : ", ") + text(key) + ": ";
+    out.append(out.empty() ? "" : ", ").append(text(key)).append(": ");
     const Variant& value = map.Value(key);
     const auto block = value.As<MemoryBlock>();
     const auto it = std::find_if(shown.begin(), shown.end(),
                                  [&](const auto& s) { return s.first == block.get(); });
     if (block && it != shown.end()) {
-      out += "@" + it->second;
+      out.append("@").append(it->second);
     } else if (block) {
-      out += "[";
-      out += HexOf(block->Data(), block->Size());
-      out += "]";
+      out.append("[").append(HexOf(block->Data(), block->Size())).append("]");
       shown.emplace_back(block.get(), text(key));
     } else if (value.IsString()) {
       const String s = value.StringValue();
@@ -83,7 +81,10 @@ inline std::string Dump(const Dictionary& map) {
                                                             : "\"";
       for (const char c : s.Bytes()) {
         const auto byte = static_cast<std::uint8_t>(c);
-        out += byte >= 0x20 && byte < 0x7F ? std::string(1, c) : "\\x" + HexOf(&byte, 1);
+        if (byte >= 0x20 && byte < 0x7F)
+          out += c;
+        else
+          out.append("\\x").append(HexOf(&byte, 1));
       }
       out += "\"";
     } else if (value.VarType() == Variant::TypeInt64) {
@@ -99,10 +100,8 @@ inline std::string Dump(const Dictionary& map) {
 inline std::string Dump(const std::optional<std::vector<Ref<Dictionary>>>& maps) {
   if (!maps) return "nil";
   std::string out = "[";
-  for (const auto& map : *maps) {
-    if (out.size() > 1) out += " ";
-    out += Dump(*map);
-  }
+  for (const auto& map : *maps)
+    out.append(out.size() > 1 ? " " : "").append(Dump(*map));
   return out + "]";
 }
 
