@@ -131,8 +131,17 @@ class ListChecker final : public toolkit::ListObserver {
     Expect(Same(), "the notified copy differs " + when);
     const auto n = list_.ListCount();
     Expect(list_.LastIndex() >= -1 && list_.LastIndex() < n, "LastIndex out of range " + when);
+    std::vector<std::int64_t> children(static_cast<std::size_t>(n + 1));  // of the top, then rows
     for (std::int64_t r = 0; r < n; ++r) {
       const auto depth = list_.RowDepth(r);
+      // The tree lookups agree with the order and the depths.
+      std::int64_t parent = r - 1;
+      while (parent >= 0 && list_.RowDepth(parent) >= depth)
+        --parent;
+      ++children[static_cast<std::size_t>(parent + 1)];
+      Expect(list_.ParentRow(r) == parent && list_.RowOfId(list_.RowId(r)) == r &&
+                 list_.ChildRow(parent, list_.ChildPosition(r)) == r,
+             "tree lookups of row " + std::to_string(r) + " " + when);
       const auto above = r == 0 ? -1 : list_.RowDepth(r - 1);
       Expect(depth >= 0 && depth <= above + 1, "row " + std::to_string(r) + " too deep " + when);
       if (r > 0 && depth == above + 1) {
@@ -141,6 +150,10 @@ class ListChecker final : public toolkit::ListObserver {
       }
       Expect(list_.RowIsFolder(r) || !list_.Expanded(r),
              "plain row " + std::to_string(r) + " is open " + when);
+    }
+    for (std::int64_t p = -1; p < n; ++p) {
+      Expect(list_.ChildCount(p) == children[static_cast<std::size_t>(p + 1)],
+             "child count of row " + std::to_string(p) + " " + when);
     }
   }
 
