@@ -76,12 +76,11 @@ void ListModel::Add(std::vector<String> cells, bool folder) {
     break;
   }
 
-  const std::uint64_t parent =
-      owner < openings_.size() ? rows_[static_cast<std::size_t>(openings_[owner].row)].id : 0;
-  const std::uint64_t id = nextId_++;
-
-  Tell([at](ListObserver& o) { o.RowsAboutToBeInserted(at, 1); });
+  const std::int64_t parentRow = owner < openings_.size() ? openings_[owner].row : -1;
+  Tell([parentRow, at](ListObserver& o) { o.RowsAboutToBeInserted(parentRow, at, 1); });
   // A new row is always its parent's last child: it goes behind the parent's whole subtree.
+  const std::uint64_t parent = RowId(parentRow);
+  const std::uint64_t id = nextId_++;
   std::vector<std::uint64_t>& siblings = parent == 0 ? top_ : children_[parent];
   rows_.insert(rows_.begin() + at, Row{id, parent, static_cast<std::int64_t>(siblings.size()),
                                        depth, std::move(cells), Variant(), folder, false});

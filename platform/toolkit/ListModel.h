@@ -15,7 +15,9 @@ namespace toolkit {
 class ListObserver {
  public:
   virtual ~ListObserver() = default;
-  virtual void RowsAboutToBeInserted(std::int64_t first, std::int64_t count) = 0;
+  // The rows will be children of `parent`, -1 for the top level.
+  virtual void RowsAboutToBeInserted(std::int64_t parent, std::int64_t first,
+                                     std::int64_t count) = 0;
   virtual void RowsInserted(std::int64_t first, std::int64_t count) = 0;
   virtual void RowsAboutToBeRemoved(std::int64_t first, std::int64_t count) = 0;
   virtual void RowsRemoved(std::int64_t first, std::int64_t count) = 0;

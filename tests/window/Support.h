@@ -90,10 +90,12 @@ class ListChecker final : public toolkit::ListObserver {
     return failures_;
   }
 
-  void RowsAboutToBeInserted(std::int64_t first, std::int64_t count) override {
+  void RowsAboutToBeInserted(std::int64_t parent, std::int64_t first, std::int64_t count) override {
     Expect(count > 0 && first >= 0 && first <= list_.ListCount() && Same(), "before insertion");
+    announcedParent_ = parent;
   }
   void RowsInserted(std::int64_t first, std::int64_t count) override {
+    Expect(list_.ParentRow(first) == announcedParent_, "inserted under another parent");
     const auto rows = Rows(list_);
     for (std::int64_t i = 0; i < count && first + i < static_cast<std::int64_t>(rows.size()); ++i)
       mirror_.insert(mirror_.begin() + first + i, rows[static_cast<std::size_t>(first + i)]);
@@ -160,6 +162,7 @@ class ListChecker final : public toolkit::ListObserver {
   ListModel& list_;
   std::vector<std::string> mirror_;
   std::vector<std::string> failures_;
+  std::int64_t announcedParent_ = -1;
 };
 
 }  // namespace window_test
