@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QCloseEvent>
+#include <QGuiApplication>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QMenu>
@@ -11,6 +12,7 @@
 #include <QMimeData>
 #include <QUrl>
 #include <filesystem>
+#include <optional>
 
 #include "platform/qt/QtDesktop.h"
 #include "platform/toolkit/Desktop.h"
@@ -58,6 +60,19 @@ std::vector<toolkit::Ref<toolkit::FolderItem>> DroppedFiles(const QList<QUrl>& u
     items.push_back(LocalFile(url));
   return items;
 }
+
+// A drop of more items than this holds the window long enough for a person to wonder.
+constexpr qsizetype kLongDrop = 200;
+
+// The busy pointer over the program's windows while it lives. Qt sends it to the screen at
+// once, so that it shows while the program keeps the event loop waiting.
+class BusyPointer {
+ public:
+  BusyPointer() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
+  ~BusyPointer() { QGuiApplication::restoreOverrideCursor(); }
+  BusyPointer(const BusyPointer&) = delete;
+  BusyPointer& operator=(const BusyPointer&) = delete;
+};
 
 }  // namespace
 
@@ -306,7 +321,11 @@ void WindowHost::Drop(QDropEvent* event) {
     return;
   }
   event->acceptProposedAction();
-  toolkit::HeadlessDragItem item(DroppedFiles(event->mimeData()->urls()));
+  const QList<QUrl> urls = event->mimeData()->urls();
+  // The drop runs to its end before the window paints again; the rows show all at once then.
+  std::optional<BusyPointer> busy;
+  if (urls.size() > kLongDrop) busy.emplace();
+  toolkit::HeadlessDragItem item(DroppedFiles(urls));
   QtDesktop* desktop = QtDesktop::Current();
   if (desktop) desktop->EventModifiers(event->modifiers());
   const std::int64_t before = model_ ? model_->List()->ListCount() : 0;
