@@ -1,6 +1,8 @@
 #include "platform/qt/ListItemModel.h"
 
+#include <QElapsedTimer>
 #include <QTextDocument>
+#include <QTimerEvent>
 
 namespace qt {
 
@@ -182,6 +184,11 @@ void ListItemModel::RowsAboutToBeRemoved(std::int64_t first, std::int64_t count)
   for (std::int64_t i = first; i < first + count; ++i) {
     if (list_->RowDepth(i) == depth) ++children;
   }
+  for (std::int64_t i = first; i < first + count; ++i) {
+    toolkit::Variant tag = list_->RowTag(i);
+    if (!tag.IsNull()) leaving_.push_back(std::move(tag));
+  }
+  if (!leaving_.empty() && !leave_.isActive()) leave_.start(0, this);
   const auto row = static_cast<int>(list_->ChildPosition(first));
   beginRemoveRows(IndexOf(list_->ParentRow(first)), row, row + static_cast<int>(children) - 1);
 }
@@ -190,6 +197,25 @@ void ListItemModel::RowsRemoved(std::int64_t first, std::int64_t count) {
   (void)first;
   (void)count;
   endRemoveRows();
+}
+
+void ListItemModel::timerEvent(QTimerEvent* event) {
+  if (event->timerId() != leave_.timerId()) {
+    QAbstractItemModel::timerEvent(event);
+    return;
+  }
+  constexpr int kSliceMs = 4;
+  constexpr std::size_t kBetweenLooks = 64;
+  QElapsedTimer clock;
+  clock.start();
+  while (!leaving_.empty() && clock.elapsed() < kSliceMs) {
+    for (std::size_t i = 0; i < kBetweenLooks && !leaving_.empty(); ++i)
+      leaving_.pop_back();
+  }
+  if (leaving_.empty()) {
+    leave_.stop();
+    leaving_.shrink_to_fit();
+  }
 }
 
 void ListItemModel::LayoutAboutToChange() {

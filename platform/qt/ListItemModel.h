@@ -1,9 +1,11 @@
 #pragma once
 
 #include <QAbstractItemModel>
+#include <QBasicTimer>
 #include <cstdint>
 #include <functional>
 #include <string_view>
+#include <vector>
 
 #include "platform/qt/QtDesktop.h"
 #include "platform/toolkit/ListModel.h"
@@ -21,12 +23,19 @@ QString ShownText(std::string_view bytes);
 // While an event runs (EventScope), the rows that the list adds reach Qt at its end, as one
 // insertion for each run of rows with one parent; until then Qt sees the list as it was. Any
 // other change, and opening a row that Qt hasn't yet seen, brings Qt up to date first.
+//
+// The tags of rows that go are let go later, a few milliseconds' worth at each turn of the
+// event loop: clearing a list of many receipts then takes no longer than a frame, and their
+// records go while the window goes on.
 class ListItemModel final : public QAbstractItemModel,
                             private toolkit::ListObserver,
                             private EventEndListener {
  public:
   explicit ListItemModel(toolkit::Ref<toolkit::ListModel> list, QObject* parent = nullptr);
   ~ListItemModel() override;
+
+  // How many tags of removed rows are still to be let go.
+  std::size_t Leaving() const { return leaving_.size(); }
 
   // The row of the list that `index` stands for, or -1.
   std::int64_t ListRow(const QModelIndex& index) const;
@@ -62,6 +71,7 @@ class ListItemModel final : public QAbstractItemModel,
   void RowChanged(std::int64_t row) override;
   void VisibilityChanged(bool visible) override;
   void EventEnded() override { CatchUp(); }
+  void timerEvent(QTimerEvent* event) override;
 
   // Tells Qt of the rows held back.
   void CatchUp();
@@ -79,6 +89,8 @@ class ListItemModel final : public QAbstractItemModel,
   std::int64_t heldChildren_ = 0;
   std::uint64_t heldParent_ = 0;
   bool resetting_ = false;
+  std::vector<toolkit::Variant> leaving_;  // tags of rows that have gone
+  QBasicTimer leave_;
 };
 
 }  // namespace qt

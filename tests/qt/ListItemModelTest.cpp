@@ -2,11 +2,13 @@
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
+#include <QTest>
 #include <QTreeView>
 #include <functional>
 
 #include "Support.h"
 #include "platform/qt/ListItemModel.h"
+#include "platform/toolkit/Dictionary.h"
 
 namespace {
 
@@ -147,11 +149,16 @@ TEST_F(ListItemModelTest, ClearingAndTheListsVisibilityReachQt) {
   model.OnVisibility = [&](bool v) { shown = v; };
   list->AddFolder("a");
   list->Expanded(0, true);
+  auto tag = Ref<toolkit::Dictionary>::New();
+  const std::weak_ptr<toolkit::Dictionary> gone = tag.shared();
+  list->RowTag(0, tag);
+  tag = nullptr;
   QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
   list->DeleteAllRows();
   EXPECT_EQ(model.rowCount(), 0);
   ASSERT_EQ(removed.count(), 1);
   EXPECT_FALSE(removed.at(0).at(0).value<QModelIndex>().isValid());
+  EXPECT_TRUE(QTest::qWaitFor([&] { return gone.expired(); })) << "the row's tag goes soon";
   list->Visible(false);
   EXPECT_FALSE(shown);
 }
