@@ -130,7 +130,10 @@ std::size_t HeapBytes() {
 // water mark, reset there), and the heap that the step's outcome still holds at its end.
 class Memory {
  public:
-  Memory() : heap_(HeapBytes()) { std::ofstream("/proc/self/clear_refs") << "5"; }
+  Memory() : heap_(HeapBytes()) {
+    malloc_trim(0);  // what earlier steps freed leaves the resident set
+    std::ofstream("/proc/self/clear_refs") << "5";
+  }
   void Report(benchmark::State& state) const {
     state.counters["peak_MiB"] = static_cast<double>(StatusKiB("VmHWM")) / 1024;
     state.counters["held_MiB"] =
@@ -258,11 +261,16 @@ void BM_ViewDrop(benchmark::State& state) {
     memory.Report(state);
     const bool shown = entered && taken && program.window->lb()->ListCount() == n &&
                        program.host->ItemModel()->rowCount() == n && program.paints > paints;
-    program.Clear();
     if (!shown) {
-      state.SkipWithError("the drop did not show all its rows");
+      static std::string why;
+      why = "the drop did not show all its rows: entered " + std::to_string(entered) + ", taken " +
+            std::to_string(taken) + ", rows " + std::to_string(program.window->lb()->ListCount()) +
+            ", shown " + std::to_string(program.host->ItemModel()->rowCount()) + ", paints " +
+            std::to_string(program.paints - paints);
+      state.SkipWithError(why.c_str());
       break;
     }
+    program.Clear();
     state.ResumeTiming();
   }
 }
