@@ -42,8 +42,8 @@ class ListObserver {
 // row by its parent and its place there: each row's id, which stays with the row while it
 // lives, its parent and place, and each parent's children, so that each of those lookups takes
 // constant time. A row is always added as the last child of its parent, so places stay put
-// until a sort; only the position of a row by its id is brought up to date lazily, after rows
-// went in or out above it.
+// until a sort. Only the positions by id change when rows go in or out above others: they are
+// brought up to date at the first lookup after that, all in one pass.
 class ListModel final : public Listbox {
  public:
   ListModel() = default;
@@ -116,8 +116,8 @@ class ListModel final : public Listbox {
   // The ids of the children of the row with id `parent`, or of the top-level rows for 0; null
   // when it has none.
   const std::vector<std::uint64_t>* Children(std::uint64_t parent) const;
-  // Rows that stood at `row` or below have moved: an entry in rowOfId_ that says `row` or more
-  // may be out of date.
+  // Rows that stood at `row` or further down have moved: an entry in rowOfId_ that says `row`
+  // or more may be out of date.
   void Moved(std::int64_t row) { stale_ = std::min(stale_, row); }
 
   template <class F>
