@@ -42,7 +42,7 @@ class ListItemModelTest : public ::testing::Test {
     for (int r = 0; r < model.rowCount(parent); ++r) {
       rows.push_back(depth);
       for (int c = 0; c < model.columnCount(); ++c)
-        rows.back() += (c ? "|" : "") + Text(model.index(r, c, parent)).toStdString();
+        rows.back().append(c ? "|" : "").append(Text(model.index(r, c, parent)).toStdString());
       const auto below = QtRows(model.index(r, 0, parent), depth + ">");
       rows.insert(rows.end(), below.begin(), below.end());
     }
@@ -101,7 +101,7 @@ TEST_F(ListItemModelTest, AnEventsRowsReachQtAtItsEnd) {
       {"rows added one by one",
        [&] {
          for (int i = 0; i < 300; ++i)
-           list->AddRow({"r" + std::to_string(i), "", kLongInfo});
+           list->AddRow({std::to_string(i), "", kLongInfo});
        },
        1},
       {"a row opened by the event that added it, with a row behind it",
