@@ -204,7 +204,7 @@ void ListItemModel::timerEvent(QTimerEvent* event) {
     QAbstractItemModel::timerEvent(event);
     return;
   }
-  constexpr int kSliceMs = 4;
+  constexpr int kSliceMs = 2;
   constexpr std::size_t kBetweenLooks = 64;
   QElapsedTimer clock;
   clock.start();
