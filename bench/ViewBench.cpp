@@ -190,10 +190,13 @@ struct Program {
     QCoreApplication::processEvents();
     if (paints == before) host->repaint();
   }
-  // The list shown, as the window's timer shows it once it has rows.
+  // The list shown, as the window's timer shows it once it has rows. The timer hides an empty
+  // list: it may tick meanwhile, and then the list is shown again.
   void ShowList() {
-    window->lb()->Visible(true);
-    Settle();
+    do {
+      window->lb()->Visible(true);
+      Settle();
+    } while (!View().isVisible());
   }
   // The drag enters the list, as it does before any drop; true when the list takes it.
   bool Enter(QMimeData& mime) {
@@ -269,7 +272,10 @@ void BM_ViewDrop(benchmark::State& state) {
       why = "the drop did not show all its rows: entered " + std::to_string(entered) + ", taken " +
             std::to_string(taken) + ", rows " + std::to_string(program.window->lb()->ListCount()) +
             ", shown " + std::to_string(program.host->ItemModel()->rowCount()) + ", paints " +
-            std::to_string(program.paints - paints);
+            std::to_string(program.paints - paints) + ", view " +
+            std::to_string(program.View().isVisible()) + ", window " +
+            std::to_string(program.host->isVisible()) + ", list " +
+            std::to_string(program.window->lb()->Visible());
       program.Clear();
       state.SkipWithError(why.c_str());
       break;
