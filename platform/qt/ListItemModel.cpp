@@ -1,118 +1,69 @@
 #include "platform/qt/ListItemModel.h"
 
+#include <QElapsedTimer>
 #include <QTextDocument>
-#include <algorithm>
+#include <QTimerEvent>
 
 namespace qt {
 
 ListItemModel::ListItemModel(toolkit::Ref<toolkit::ListModel> list, QObject* parent)
     : QAbstractItemModel(parent), list_(std::move(list)) {
-  Rebuild();
   list_->AddObserver(this);
 }
 
 ListItemModel::~ListItemModel() {
+  EventScope::Forget(this);
   list_->RemoveObserver(this);
 }
 
-void ListItemModel::Rebuild() {
-  entries_.clear();
-  for (std::int64_t i = 0; i < list_->ListCount(); ++i)
-    entries_.push_back({nextId_++, list_->RowDepth(i)});
-}
-
-std::int64_t ListItemModel::FlatOf(quintptr id) const {
-  if (id == 0) return -1;
-  for (std::size_t i = 0; i < entries_.size(); ++i) {
-    if (entries_[i].id == id) return static_cast<std::int64_t>(i);
-  }
-  return -1;
-}
-
-std::int64_t ListItemModel::ParentFlat(std::int64_t flat) const {
-  const std::int64_t depth = entries_[static_cast<std::size_t>(flat)].depth;
-  for (std::int64_t i = flat - 1; i >= 0; --i) {
-    if (entries_[static_cast<std::size_t>(i)].depth < depth) return i;
-  }
-  return -1;
-}
-
-int ListItemModel::ChildRow(std::int64_t flat) const {
-  const std::int64_t depth = entries_[static_cast<std::size_t>(flat)].depth;
-  int row = 0;
-  for (std::int64_t i = flat - 1; i >= 0; --i) {
-    const std::int64_t d = entries_[static_cast<std::size_t>(i)].depth;
-    if (d < depth) break;
-    if (d == depth) ++row;
-  }
-  return row;
-}
-
-std::int64_t ListItemModel::ChildFlat(std::int64_t parentFlat, int row) const {
-  const std::int64_t depth =
-      parentFlat < 0 ? 0 : entries_[static_cast<std::size_t>(parentFlat)].depth + 1;
-  int seen = 0;
-  for (std::size_t i = static_cast<std::size_t>(parentFlat + 1); i < entries_.size(); ++i) {
-    const std::int64_t d = entries_[i].depth;
-    if (d < depth) break;
-    if (d == depth && seen++ == row) return static_cast<std::int64_t>(i);
-  }
-  return -1;
-}
-
-std::int64_t ListItemModel::ToList(std::int64_t flat) const {
-  return pendingFirst_ >= 0 && flat >= pendingFirst_ ? flat + pendingCount_ : flat;
+std::int64_t ListItemModel::ShownChildren(std::int64_t parent) const {
+  const std::int64_t count = list_->ChildCount(parent);
+  return heldCount_ > 0 && list_->RowId(parent) == heldParent_ ? count - heldChildren_ : count;
 }
 
 std::int64_t ListItemModel::ListRow(const QModelIndex& index) const {
   if (!index.isValid() || index.model() != this) return -1;
-  const std::int64_t parentFlat = FlatOf(index.internalId());
-  if (index.internalId() != 0 && parentFlat < 0) return -1;
-  const std::int64_t flat = ChildFlat(parentFlat, index.row());
-  return flat < 0 ? -1 : ToList(flat);
+  const std::int64_t row = list_->RowOfId(index.internalId());
+  return HeldBack(row) ? -1 : row;
 }
 
 QModelIndex ListItemModel::IndexOf(std::int64_t row, int column) const {
-  if (pendingFirst_ >= 0 || row < 0 || row >= static_cast<std::int64_t>(entries_.size())) return {};
-  const std::int64_t parentFlat = ParentFlat(row);
-  const quintptr parentId = parentFlat < 0 ? 0 : entries_[static_cast<std::size_t>(parentFlat)].id;
-  return createIndex(ChildRow(row), column, parentId);
+  if (row < 0 || row >= list_->ListCount() || HeldBack(row) || column < 0 ||
+      column >= columnCount())
+    return {};
+  return createIndex(static_cast<int>(list_->ChildPosition(row)), column,
+                     static_cast<quintptr>(list_->RowId(row)));
 }
 
 QModelIndex ListItemModel::index(int row, int column, const QModelIndex& parent) const {
   if (row < 0 || column < 0 || column >= columnCount(parent)) return {};
-  const std::int64_t parentFlat =
-      parent.isValid() ? ChildFlat(FlatOf(parent.internalId()), parent.row()) : -1;
-  if (parent.isValid() && parentFlat < 0) return {};
-  if (ChildFlat(parentFlat, row) < 0) return {};
-  const quintptr parentId = parentFlat < 0 ? 0 : entries_[static_cast<std::size_t>(parentFlat)].id;
-  return createIndex(row, column, parentId);
+  std::int64_t parentRow = -1;
+  if (parent.isValid()) {
+    parentRow = parent.column() == 0 ? ListRow(parent) : -1;
+    if (parentRow < 0) return {};
+  }
+  if (row >= ShownChildren(parentRow)) return {};
+  return createIndex(row, column,
+                     static_cast<quintptr>(list_->RowId(list_->ChildRow(parentRow, row))));
 }
 
 QModelIndex ListItemModel::parent(const QModelIndex& child) const {
-  if (!child.isValid() || child.internalId() == 0) return {};
-  const std::int64_t parentFlat = FlatOf(child.internalId());
-  if (parentFlat < 0) return {};
-  const std::int64_t grand = ParentFlat(parentFlat);
-  const quintptr grandId = grand < 0 ? 0 : entries_[static_cast<std::size_t>(grand)].id;
-  return createIndex(ChildRow(parentFlat), 0, grandId);
+  const std::int64_t parentRow = list_->ParentRow(ListRow(child));
+  return parentRow < 0 ? QModelIndex() : IndexOf(parentRow);
+}
+
+QModelIndex ListItemModel::sibling(int row, int column, const QModelIndex& index) const {
+  // Another cell of the same row: its id is the index's own.
+  if (row == index.row() && index.isValid() && index.model() == this && column >= 0 &&
+      column < columnCount())
+    return createIndex(row, column, index.internalId());
+  return QAbstractItemModel::sibling(row, column, index);
 }
 
 int ListItemModel::rowCount(const QModelIndex& parent) const {
-  if (parent.column() > 0) return 0;
-  std::int64_t parentFlat = -1;
-  if (parent.isValid()) {
-    parentFlat = ChildFlat(FlatOf(parent.internalId()), parent.row());
-    if (parentFlat < 0) return 0;
-  }
-  const std::int64_t depth =
-      parentFlat < 0 ? 0 : entries_[static_cast<std::size_t>(parentFlat)].depth + 1;
-  int count = 0;
-  for (std::size_t i = static_cast<std::size_t>(parentFlat + 1); i < entries_.size(); ++i) {
-    if (entries_[i].depth < depth) break;
-    if (entries_[i].depth == depth) ++count;
-  }
-  return count;
+  if (!parent.isValid()) return static_cast<int>(ShownChildren(-1));
+  const std::int64_t row = parent.column() == 0 ? ListRow(parent) : -1;
+  return row < 0 ? 0 : static_cast<int>(ShownChildren(row));
 }
 
 int ListItemModel::columnCount(const QModelIndex& parent) const {
@@ -121,11 +72,10 @@ int ListItemModel::columnCount(const QModelIndex& parent) const {
 }
 
 bool ListItemModel::hasChildren(const QModelIndex& parent) const {
-  if (!parent.isValid()) return !entries_.empty();
-  if (parent.column() > 0) return false;
+  if (!parent.isValid()) return ShownChildren(-1) > 0;
   // A closed folder has no children yet, and still shows that it can be opened.
-  const std::int64_t row = ListRow(parent);
-  return row >= 0 && (list_->RowIsFolder(row) || rowCount(parent) > 0);
+  const std::int64_t row = parent.column() == 0 ? ListRow(parent) : -1;
+  return row >= 0 && (list_->RowIsFolder(row) || ShownChildren(row) > 0);
 }
 
 QString ShownText(std::string_view bytes) {
@@ -190,81 +140,101 @@ Qt::ItemFlags ListItemModel::flags(const QModelIndex& index) const {
   return Qt::ItemIsEnabled | Qt::ItemIsSelectable;
 }
 
-void ListItemModel::RowsAboutToBeInserted(std::int64_t first, std::int64_t count) {
-  // The new rows' depths are known only once they are there: see RowsInserted.
-  (void)first;
+void ListItemModel::RowsAboutToBeInserted(std::int64_t parent, std::int64_t first,
+                                          std::int64_t count) {
   (void)count;
+  // Held back are only rows that go right behind those held back, under the same parent.
+  if (heldCount_ > 0 && (first != heldFirst_ + heldCount_ || list_->RowId(parent) != heldParent_))
+    CatchUp();
 }
 
 void ListItemModel::RowsInserted(std::int64_t first, std::int64_t count) {
-  // The list adds rows as siblings under one parent; announce them, with the index table
-  // still as Qt knows it, then take them in.
+  if (heldCount_ == 0) {
+    heldFirst_ = first;
+    heldChildren_ = 0;
+    heldParent_ = list_->RowId(list_->ParentRow(first));
+  }
+  heldCount_ += count;
   const std::int64_t depth = list_->RowDepth(first);
   for (std::int64_t i = first; i < first + count; ++i) {
-    if (list_->RowDepth(i) < depth) {
-      beginResetModel();
-      Rebuild();
-      endResetModel();
-      return;
-    }
+    if (list_->RowDepth(i) == depth) ++heldChildren_;
   }
-  std::int64_t parentFlat = -1;
-  for (std::int64_t i = first - 1; i >= 0; --i) {
-    if (entries_[static_cast<std::size_t>(i)].depth < depth) {
-      parentFlat = i;
-      break;
-    }
-  }
-  int row = 0;
-  for (std::int64_t i = parentFlat + 1; i < first; ++i) {
-    if (entries_[static_cast<std::size_t>(i)].depth == depth) ++row;
-  }
-  int siblings = 0;
-  for (std::int64_t i = first; i < first + count; ++i) {
-    if (list_->RowDepth(i) == depth) ++siblings;
-  }
-  const QModelIndex parentIndex = parentFlat < 0 ? QModelIndex() : IndexOf(parentFlat);
-  pendingFirst_ = first;
-  pendingCount_ = count;
-  beginInsertRows(parentIndex, row, row + siblings - 1);
-  std::vector<Entry> added;
-  for (std::int64_t i = first; i < first + count; ++i)
-    added.push_back({nextId_++, list_->RowDepth(i)});
-  entries_.insert(entries_.begin() + first, added.begin(), added.end());
-  pendingFirst_ = -1;
+  if (EventScope::Open())
+    EventScope::TellAtEnd(this);
+  else
+    CatchUp();
+}
+
+void ListItemModel::CatchUp() {
+  if (heldCount_ == 0) return;
+  const std::int64_t parent = heldParent_ == 0 ? -1 : list_->RowOfId(heldParent_);
+  const auto last = static_cast<int>(list_->ChildCount(parent) - 1);
+  // Qt still sees the rows as they were until it has been told what comes.
+  beginInsertRows(IndexOf(parent), last - static_cast<int>(heldChildren_) + 1, last);
+  heldCount_ = 0;
   endInsertRows();
 }
 
 void ListItemModel::RowsAboutToBeRemoved(std::int64_t first, std::int64_t count) {
-  (void)count;
-  // The range is whole subtrees of siblings: its top rows are what Qt removes.
-  const std::int64_t depth = entries_[static_cast<std::size_t>(first)].depth;
-  int siblings = 0;
+  CatchUp();
+  // The range is whole subtrees of neighbouring children of one parent: those children are
+  // what Qt removes.
+  const std::int64_t depth = list_->RowDepth(first);
+  std::int64_t children = 0;
   for (std::int64_t i = first; i < first + count; ++i) {
-    if (entries_[static_cast<std::size_t>(i)].depth == depth) ++siblings;
+    if (list_->RowDepth(i) == depth) ++children;
   }
-  const std::int64_t parentFlat = ParentFlat(first);
-  const int row = ChildRow(first);
-  beginRemoveRows(parentFlat < 0 ? QModelIndex() : IndexOf(parentFlat), row, row + siblings - 1);
+  for (std::int64_t i = first; i < first + count; ++i) {
+    toolkit::Variant tag = list_->RowTag(i);
+    if (!tag.IsNull()) leaving_.push_back(std::move(tag));
+  }
+  if (!leaving_.empty() && !leave_.isActive()) leave_.start(0, this);
+  const auto row = static_cast<int>(list_->ChildPosition(first));
+  beginRemoveRows(IndexOf(list_->ParentRow(first)), row, row + static_cast<int>(children) - 1);
 }
 
 void ListItemModel::RowsRemoved(std::int64_t first, std::int64_t count) {
-  entries_.erase(entries_.begin() + first, entries_.begin() + first + count);
+  (void)first;
+  (void)count;
   endRemoveRows();
 }
 
+void ListItemModel::timerEvent(QTimerEvent* event) {
+  if (event->timerId() != leave_.timerId()) {
+    QAbstractItemModel::timerEvent(event);
+    return;
+  }
+  constexpr int kSliceMs = 2;
+  constexpr std::size_t kBetweenLooks = 64;
+  QElapsedTimer clock;
+  clock.start();
+  while (!leaving_.empty() && clock.elapsed() < kSliceMs) {
+    for (std::size_t i = 0; i < kBetweenLooks && !leaving_.empty(); ++i)
+      leaving_.pop_back();
+  }
+  if (leaving_.empty()) {
+    leave_.stop();
+    leaving_.shrink_to_fit();
+  }
+}
+
 void ListItemModel::LayoutAboutToChange() {
+  CatchUp();
   beginResetModel();
   resetting_ = true;
 }
 
 void ListItemModel::LayoutChanged() {
   resetting_ = false;
-  Rebuild();
   endResetModel();
 }
 
 void ListItemModel::RowChanged(std::int64_t row) {
+  if (HeldBack(row)) {
+    // Qt meets the row as it is when it is told of it; but a row that opens must be there.
+    if (!list_->Expanded(row)) return;
+    CatchUp();
+  }
   const QModelIndex first = IndexOf(row, 0);
   const QModelIndex last = IndexOf(row, columnCount() - 1);
   if (first.isValid()) emit dataChanged(first, last);

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <QAbstractItemModel>
+#include <QBasicTimer>
 #include <cstdint>
+#include <functional>
 #include <string_view>
 #include <vector>
 
+#include "platform/qt/QtDesktop.h"
 #include "platform/toolkit/ListModel.h"
 
 namespace qt {
@@ -14,23 +17,36 @@ namespace qt {
 // that differ only there look different.
 QString ShownText(std::string_view bytes);
 
-// A Qt item model over the toolkit's ListModel, which stays the one store of rows and cells.
-// The model keeps only what Qt needs to address rows while they move: an id and a depth per
-// row, in the list's display order, brought up to date inside each begin/end pair so that
-// views never see the rows and the index table disagree.
-class ListItemModel final : public QAbstractItemModel, private toolkit::ListObserver {
+// A Qt item model over the toolkit's ListModel, which stays the one store of rows and cells and
+// answers where each row stands in the tree. An index holds its row's id in the list.
+//
+// While an event runs (EventScope), the rows that the list adds reach Qt at its end, as one
+// insertion for each run of rows with one parent; until then Qt sees the list as it was. Any
+// other change, and opening a row that Qt hasn't yet seen, brings Qt up to date first.
+//
+// The tags of rows that go are let go later, a few milliseconds' worth at each turn of the
+// event loop: clearing a list of many receipts then takes no longer than a frame, and their
+// records go while the window goes on.
+class ListItemModel final : public QAbstractItemModel,
+                            private toolkit::ListObserver,
+                            private EventEndListener {
  public:
   explicit ListItemModel(toolkit::Ref<toolkit::ListModel> list, QObject* parent = nullptr);
   ~ListItemModel() override;
 
+  // How many tags of removed rows are still to be let go.
+  std::size_t Leaving() const { return leaving_.size(); }
+
   // The row of the list that `index` stands for, or -1.
   std::int64_t ListRow(const QModelIndex& index) const;
-  // The index of column `column` of the list's row `row`.
+  // The index of column `column` of the list's row `row`; invalid for a row that Qt hasn't
+  // been told of yet.
   QModelIndex IndexOf(std::int64_t row, int column = 0) const;
   const toolkit::Ref<toolkit::ListModel>& List() const { return list_; }
 
   QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
   QModelIndex parent(const QModelIndex& child) const override;
+  QModelIndex sibling(int row, int column, const QModelIndex& index) const override;
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
   bool hasChildren(const QModelIndex& parent = {}) const override;
@@ -46,12 +62,7 @@ class ListItemModel final : public QAbstractItemModel, private toolkit::ListObse
   std::function<void(std::int64_t row)> OnRowChanged;
 
  private:
-  struct Entry {
-    quintptr id;
-    std::int64_t depth;
-  };
-
-  void RowsAboutToBeInserted(std::int64_t first, std::int64_t count) override;
+  void RowsAboutToBeInserted(std::int64_t parent, std::int64_t first, std::int64_t count) override;
   void RowsInserted(std::int64_t first, std::int64_t count) override;
   void RowsAboutToBeRemoved(std::int64_t first, std::int64_t count) override;
   void RowsRemoved(std::int64_t first, std::int64_t count) override;
@@ -59,24 +70,27 @@ class ListItemModel final : public QAbstractItemModel, private toolkit::ListObse
   void LayoutChanged() override;
   void RowChanged(std::int64_t row) override;
   void VisibilityChanged(bool visible) override;
+  void EventEnded() override { CatchUp(); }
+  void timerEvent(QTimerEvent* event) override;
 
-  void Rebuild();
-  // The flat position of the row with that id; -1 for the root (id 0) or an unknown id.
-  std::int64_t FlatOf(quintptr id) const;
-  std::int64_t ParentFlat(std::int64_t flat) const;  // -1: top level
-  int ChildRow(std::int64_t flat) const;             // among its parent's children
-  // The flat position of the `row`-th child of `parentFlat`; -1 when there is none.
-  std::int64_t ChildFlat(std::int64_t parentFlat, int row) const;
-  // Where the list keeps the row at flat position `flat` of the index table, which runs
-  // behind the list by the rows of an insertion that is being announced.
-  std::int64_t ToList(std::int64_t flat) const;
+  // Tells Qt of the rows held back.
+  void CatchUp();
+  bool HeldBack(std::int64_t row) const {
+    return row >= heldFirst_ && row < heldFirst_ + heldCount_;
+  }
+  // The children of `parent` (-1: the top level) that Qt knows of.
+  std::int64_t ShownChildren(std::int64_t parent) const;
 
   toolkit::Ref<toolkit::ListModel> list_;
-  std::vector<Entry> entries_;
-  quintptr nextId_ = 1;
-  std::int64_t pendingFirst_ = -1;  // an insertion that the list has made and Qt not yet seen
-  std::int64_t pendingCount_ = 0;
+  // Rows that the list has added and Qt not yet seen: list rows heldFirst_ on, the last
+  // heldChildren_ children of the row with id heldParent_ (0: the top level) with their own.
+  std::int64_t heldFirst_ = 0;
+  std::int64_t heldCount_ = 0;
+  std::int64_t heldChildren_ = 0;
+  std::uint64_t heldParent_ = 0;
   bool resetting_ = false;
+  std::vector<toolkit::Variant> leaving_;  // tags of rows that have gone
+  QBasicTimer leave_;
 };
 
 }  // namespace qt

@@ -7,6 +7,7 @@
 #include <QMessageBox>
 #include <QRegularExpression>
 #include <QTimer>
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -47,6 +48,25 @@ QString WithNativeKeys(const QString& text) {
 }
 
 }  // namespace
+
+EventScope::~EventScope() {
+  if (--depth_ > 0) return;
+  // One at a time from the front: a listener told may make others go, or ask again.
+  while (!listeners_.empty()) {
+    EventEndListener* const listener = listeners_.front();
+    listeners_.erase(listeners_.begin());
+    listener->EventEnded();
+  }
+}
+
+void EventScope::TellAtEnd(EventEndListener* listener) {
+  if (Open() && std::find(listeners_.begin(), listeners_.end(), listener) == listeners_.end())
+    listeners_.push_back(listener);
+}
+
+void EventScope::Forget(EventEndListener* listener) {
+  listeners_.erase(std::remove(listeners_.begin(), listeners_.end(), listener), listeners_.end());
+}
 
 QtEventLoop::QtEventLoop() = default;
 QtEventLoop::~QtEventLoop() = default;

@@ -6,6 +6,7 @@
 #include <deque>
 #include <functional>
 #include <optional>
+#include <vector>
 
 #include "platform/toolkit/Controls.h"
 #include "platform/toolkit/Desktop.h"
@@ -43,12 +44,44 @@ class QtEventLoop final : public toolkit::EventLoop {
 // event. Every handler of the program leaves the window's state whole when it raises.
 void ReportUnhandled(const char* what);
 
-// Runs `f`, handing any exception that leaves it to ReportUnhandled, and then returns a
-// value-initialised result (false, 0, null). Everything that Qt calls into the program goes
-// through here: an exception must not cross Qt's frames.
+// Told when the outermost event that Qt dispatched to the program ends.
+class EventEndListener {
+ public:
+  virtual void EventEnded() = 0;
+
+ protected:
+  ~EventEndListener() = default;
+};
+
+// The program's handling of one event that Qt dispatched, from its start to its end; Guard
+// opens one. While one is open, what the program changes may reach Qt's views later, all at
+// once: each listener that asked is told when the outermost scope ends, also when the event
+// raises.
+class EventScope final {
+ public:
+  EventScope() noexcept { ++depth_; }
+  ~EventScope();
+  EventScope(const EventScope&) = delete;
+  EventScope& operator=(const EventScope&) = delete;
+
+  static bool Open() { return depth_ > 0; }
+  // Tells `listener` once, when the outermost open scope ends; with none open, never.
+  static void TellAtEnd(EventEndListener* listener);
+  // Forgets `listener`, which is going away.
+  static void Forget(EventEndListener* listener);
+
+ private:
+  static inline int depth_ = 0;
+  static inline std::vector<EventEndListener*> listeners_;
+};
+
+// Runs `f` in an EventScope, handing any exception that leaves it to ReportUnhandled, and then
+// returns a value-initialised result (false, 0, null). Everything that Qt calls into the
+// program goes through here: an exception must not cross Qt's frames.
 template <class F>
 auto Guard(F&& f) -> decltype(f()) {
   try {
+    const EventScope event;
     return f();
   } catch (const std::exception& e) {
     ReportUnhandled(e.what());

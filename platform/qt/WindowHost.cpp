@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QCloseEvent>
+#include <QGuiApplication>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QMenu>
@@ -11,6 +12,7 @@
 #include <QMimeData>
 #include <QUrl>
 #include <filesystem>
+#include <optional>
 
 #include "platform/qt/QtDesktop.h"
 #include "platform/toolkit/Desktop.h"
@@ -58,6 +60,19 @@ std::vector<toolkit::Ref<toolkit::FolderItem>> DroppedFiles(const QList<QUrl>& u
     items.push_back(LocalFile(url));
   return items;
 }
+
+// A drop of more items than this holds the window long enough for a person to wonder.
+constexpr qsizetype kLongDrop = 200;
+
+// The busy pointer over the program's windows while it lives. Qt sends it to the screen at
+// once, so that it shows while the program keeps the event loop waiting.
+class BusyPointer {
+ public:
+  BusyPointer() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
+  ~BusyPointer() { QGuiApplication::restoreOverrideCursor(); }
+  BusyPointer(const BusyPointer&) = delete;
+  BusyPointer& operator=(const BusyPointer&) = delete;
+};
 
 }  // namespace
 
@@ -291,22 +306,39 @@ void WindowHost::Reveal(std::int64_t first, std::int64_t last) {
   if (start.isValid()) view_->scrollTo(start);
 }
 
-bool WindowHost::TakesDrop(const QMimeData* mime) const {
-  if (window_->AcceptedFileTypes().empty() || !window_->IsOpen() || !mime || !mime->hasUrls())
-    return false;
-  for (const QUrl& url : mime->urls()) {
+bool WindowHost::TakesDrop(const QList<QUrl>& urls) const {
+  if (window_->AcceptedFileTypes().empty() || !window_->IsOpen()) return false;
+  for (const QUrl& url : urls) {
     if (url.isLocalFile()) return true;
   }
   return false;
 }
 
+void WindowHost::Drag(QDragMoveEvent* event) {
+  // A drag from another program may hand its URLs over anew at each reading, which for a long
+  // list costs: they are read once as the drag enters, and that answer holds while it moves.
+  if (event->type() == QEvent::DragEnter) {
+    const QMimeData* mime = event->mimeData();
+    dragTaken_ = mime && mime->hasUrls() && TakesDrop(mime->urls());
+  }
+  if (dragTaken_)
+    event->acceptProposedAction();
+  else
+    event->ignore();
+}
+
 void WindowHost::Drop(QDropEvent* event) {
-  if (!TakesDrop(event->mimeData())) {
+  const QMimeData* mime = event->mimeData();
+  const QList<QUrl> urls = mime && mime->hasUrls() ? mime->urls() : QList<QUrl>();
+  if (!TakesDrop(urls)) {
     event->ignore();
     return;
   }
   event->acceptProposedAction();
-  toolkit::HeadlessDragItem item(DroppedFiles(event->mimeData()->urls()));
+  // The drop runs to its end before the window paints again; the rows show all at once then.
+  std::optional<BusyPointer> busy;
+  if (urls.size() > kLongDrop) busy.emplace();
+  toolkit::HeadlessDragItem item(DroppedFiles(urls));
   QtDesktop* desktop = QtDesktop::Current();
   if (desktop) desktop->EventModifiers(event->modifiers());
   const std::int64_t before = model_ ? model_->List()->ListCount() : 0;
@@ -318,17 +350,11 @@ void WindowHost::Drop(QDropEvent* event) {
 }
 
 void WindowHost::dragEnterEvent(QDragEnterEvent* event) {
-  if (TakesDrop(event->mimeData()))
-    event->acceptProposedAction();
-  else
-    event->ignore();
+  Drag(event);
 }
 
 void WindowHost::dragMoveEvent(QDragMoveEvent* event) {
-  if (TakesDrop(event->mimeData()))
-    event->acceptProposedAction();
-  else
-    event->ignore();
+  Drag(event);
 }
 
 void WindowHost::dropEvent(QDropEvent* event) {
@@ -339,14 +365,9 @@ bool WindowHost::eventFilter(QObject* watched, QEvent* event) {
   if (view_ && watched == view_->viewport()) {
     switch (event->type()) {
       case QEvent::DragEnter:
-      case QEvent::DragMove: {
-        auto* e = static_cast<QDragMoveEvent*>(event);
-        if (TakesDrop(e->mimeData()))
-          e->acceptProposedAction();
-        else
-          e->ignore();
+      case QEvent::DragMove:
+        Drag(static_cast<QDragMoveEvent*>(event));
         return true;
-      }
       case QEvent::Drop:
         Drop(static_cast<QDropEvent*>(event));
         return true;

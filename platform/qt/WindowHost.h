@@ -8,8 +8,10 @@
 #include "platform/toolkit/Window.h"
 
 class QAction;
+class QDragMoveEvent;
 class QDropEvent;
 class QMenu;
+class QUrl;
 
 namespace qt {
 
@@ -62,7 +64,10 @@ class WindowHost final : public QMainWindow {
   void ApplyColumnWidths();
   // Scrolls the list so that its rows `first` to `last` show: as many as fit, `first` always.
   void Reveal(std::int64_t first, std::int64_t last);
-  bool TakesDrop(const QMimeData* mime) const;
+  // Whether the window takes a drop of `urls`: it takes drops and one of them is a local file.
+  bool TakesDrop(const QList<QUrl>& urls) const;
+  // Accepts or ignores a drag that enters or moves over the window.
+  void Drag(QDragMoveEvent* event);
   void Drop(QDropEvent* event);
 
   toolkit::Ref<toolkit::Window> window_;
@@ -73,6 +78,7 @@ class WindowHost final : public QMainWindow {
   std::vector<MenuAction> actions_;
   bool widthsByUser_ = false;
   bool applyingWidths_ = false;
+  bool dragTaken_ = false;  // whether the drag over the window now would be taken
 };
 
 // The toolkit's key text for a Qt key event: Chr(8) for Backspace, Chr(127) for Delete, the

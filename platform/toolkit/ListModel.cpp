@@ -76,9 +76,17 @@ void ListModel::Add(std::vector<String> cells, bool folder) {
     break;
   }
 
-  Tell([at](ListObserver& o) { o.RowsAboutToBeInserted(at, 1); });
-  rows_.insert(rows_.begin() + at,
-               Row{nextId_++, depth, std::move(cells), Variant(), folder, false});
+  const std::int64_t parentRow = owner < openings_.size() ? openings_[owner].row : -1;
+  Tell([parentRow, at](ListObserver& o) { o.RowsAboutToBeInserted(parentRow, at, 1); });
+  // A new row is always its parent's last child: it goes behind the parent's whole subtree.
+  const std::uint64_t parent = RowId(parentRow);
+  const std::uint64_t id = nextId_++;
+  std::vector<std::uint64_t>& siblings = parent == 0 ? top_ : children_[parent];
+  rows_.insert(rows_.begin() + at, Row{id, parent, static_cast<std::int64_t>(siblings.size()),
+                                       depth, std::move(cells), Variant(), folder, false});
+  siblings.push_back(id);
+  if (at + 1 < ListCount()) Moved(at);  // what stood at `at` and below is a row further down
+  rowOfId_[id] = at;
   ++layout_;
   for (Opening& o : openings_) {
     if (o.row >= at) ++o.row;
@@ -104,7 +112,36 @@ void ListModel::Remove(std::int64_t first, std::int64_t end) {
   const std::int64_t count = end - first;
   if (count <= 0) return;
   Tell([first, count](ListObserver& o) { o.RowsAboutToBeRemoved(first, count); });
+  const bool moves = end < ListCount();
+  std::uint64_t parent = 0;
+  std::size_t renumberFrom = 0;  // later children of that parent, whose places change
+  if (first == 0 && !moves) {
+    top_.clear();
+    children_.clear();
+    rowOfId_.clear();
+  } else {
+    // The range is whole subtrees of neighbouring children of one parent, the first row's.
+    parent = rows_[static_cast<std::size_t>(first)].parent;
+    renumberFrom = static_cast<std::size_t>(rows_[static_cast<std::size_t>(first)].position);
+    std::int64_t heads = 0;
+    for (std::int64_t i = first; i < end; ++i) {
+      const Row& r = rows_[static_cast<std::size_t>(i)];
+      if (r.parent == parent) ++heads;
+      children_.erase(r.id);
+      rowOfId_.erase(r.id);
+    }
+    std::vector<std::uint64_t>& siblings = parent == 0 ? top_ : children_[parent];
+    const auto from = siblings.begin() + static_cast<std::ptrdiff_t>(renumberFrom);
+    siblings.erase(from, from + heads);
+  }
   rows_.erase(rows_.begin() + first, rows_.begin() + end);
+  if (moves) Moved(first);
+  if (const auto* siblings = Children(parent)) {
+    for (std::size_t i = renumberFrom; i < siblings->size(); ++i)
+      rows_[static_cast<std::size_t>(RowOfId((*siblings)[i]))].position =
+          static_cast<std::int64_t>(i);
+    if (parent != 0 && siblings->empty()) children_.erase(parent);
+  }
   ++layout_;
   const auto shift = [first, end, count](std::int64_t& index) {
     if (index >= end)
@@ -186,6 +223,13 @@ bool ListModel::RaiseSortColumn(std::int64_t column) {
       sorted.push_back(std::move(rows_[i]));
   }
   rows_ = std::move(sorted);
+  top_.clear();
+  for (Row& r : rows_) {
+    if (r.parent != 0) continue;
+    r.position = static_cast<std::int64_t>(top_.size());
+    top_.push_back(r.id);
+  }
+  Moved(0);
   ++layout_;
   for (std::size_t i = 0; i < rows_.size(); ++i) {
     const auto index = static_cast<std::int64_t>(i);
@@ -200,6 +244,49 @@ bool ListModel::RaiseSortColumn(std::int64_t column) {
 
 void ListModel::TellRowChanged(std::int64_t row) {
   Tell([row](ListObserver& o) { o.RowChanged(row); });
+}
+
+std::uint64_t ListModel::RowId(std::int64_t row) const {
+  return row >= 0 && row < ListCount() ? rows_[static_cast<std::size_t>(row)].id : 0;
+}
+
+std::int64_t ListModel::RowOfId(std::uint64_t id) const {
+  const auto it = rowOfId_.find(id);
+  if (it == rowOfId_.end()) return -1;
+  if (it->second >= stale_) {
+    for (auto i = static_cast<std::size_t>(stale_); i < rows_.size(); ++i)
+      rowOfId_[rows_[i].id] = static_cast<std::int64_t>(i);
+    stale_ = std::numeric_limits<std::int64_t>::max();
+  }
+  return it->second;
+}
+
+std::int64_t ListModel::ParentRow(std::int64_t row) const {
+  return row >= 0 && row < ListCount() ? RowOfId(rows_[static_cast<std::size_t>(row)].parent) : -1;
+}
+
+std::int64_t ListModel::ChildPosition(std::int64_t row) const {
+  return row >= 0 && row < ListCount() ? rows_[static_cast<std::size_t>(row)].position : -1;
+}
+
+const std::vector<std::uint64_t>* ListModel::Children(std::uint64_t parent) const {
+  if (parent == 0) return &top_;
+  const auto it = children_.find(parent);
+  return it == children_.end() ? nullptr : &it->second;
+}
+
+std::int64_t ListModel::ChildCount(std::int64_t parent) const {
+  if (parent != -1 && RowId(parent) == 0) return 0;
+  const auto* children = Children(parent == -1 ? 0 : RowId(parent));
+  return children ? static_cast<std::int64_t>(children->size()) : 0;
+}
+
+std::int64_t ListModel::ChildRow(std::int64_t parent, std::int64_t position) const {
+  if (parent != -1 && RowId(parent) == 0) return -1;
+  const auto* children = Children(parent == -1 ? 0 : RowId(parent));
+  if (!children || position < 0 || position >= static_cast<std::int64_t>(children->size()))
+    return -1;
+  return RowOfId((*children)[static_cast<std::size_t>(position)]);
 }
 
 void ListModel::AddObserver(ListObserver* observer) {

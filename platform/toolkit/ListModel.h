@@ -1,6 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/toolkit/Listbox.h"
@@ -12,7 +15,9 @@ namespace toolkit {
 class ListObserver {
  public:
   virtual ~ListObserver() = default;
-  virtual void RowsAboutToBeInserted(std::int64_t first, std::int64_t count) = 0;
+  // The rows will be children of `parent`, -1 for the top level.
+  virtual void RowsAboutToBeInserted(std::int64_t parent, std::int64_t first,
+                                     std::int64_t count) = 0;
   virtual void RowsInserted(std::int64_t first, std::int64_t count) = 0;
   virtual void RowsAboutToBeRemoved(std::int64_t first, std::int64_t count) = 0;
   virtual void RowsRemoved(std::int64_t first, std::int64_t count) = 0;
@@ -32,6 +37,13 @@ class ListObserver {
 // - the first row has depth 0, and a row is at most one deeper than the row above it;
 // - a row one deeper than the row above it is a child of that row, which is an open folder;
 // - a plain row is never open; every row has ColumnCount cells.
+//
+// Beside the order it keeps the tree that the order and depths make, for views that address a
+// row by its parent and its place there: each row's id, which stays with the row while it
+// lives, its parent and place, and each parent's children, so that each of those lookups takes
+// constant time. A row is always added as the last child of its parent, so places stay put
+// until a sort. Only the positions by id change when rows go in or out above others: they are
+// brought up to date at the first lookup after that, all in one pass.
 class ListModel final : public Listbox {
  public:
   ListModel() = default;
@@ -59,13 +71,25 @@ class ListModel final : public Listbox {
 
   bool RaiseSortColumn(std::int64_t column) override;
 
+  // The tree. `row` is a display index as everywhere; `parent` -1 stands for the top level.
+  // None of these raises: a row that isn't there has id 0, no parent, place -1 and no
+  // children, and a lookup that finds nothing answers -1.
+  std::uint64_t RowId(std::int64_t row) const;  // never 0 for a row that is there
+  std::int64_t RowOfId(std::uint64_t id) const;
+  std::int64_t ParentRow(std::int64_t row) const;
+  std::int64_t ChildPosition(std::int64_t row) const;  // among its parent's children
+  std::int64_t ChildCount(std::int64_t parent) const;
+  std::int64_t ChildRow(std::int64_t parent, std::int64_t position) const;
+
   // The observer must stay alive until it is removed. Observers are told in the order added.
   void AddObserver(ListObserver* observer);
   void RemoveObserver(ListObserver* observer);
 
  private:
   struct Row {
-    std::uint64_t id;  // stays with the row when a sort moves it
+    std::uint64_t id;       // stays with the row when a sort moves it
+    std::uint64_t parent;   // its id, 0 at the top level
+    std::int64_t position;  // among the parent's children
     std::int64_t depth;
     std::vector<String> cells;
     Variant tag;
@@ -89,6 +113,12 @@ class ListModel final : public Listbox {
   std::int64_t SubtreeEnd(std::int64_t row) const;
   void Remove(std::int64_t first, std::int64_t end);
   void TellRowChanged(std::int64_t row);
+  // The ids of the children of the row with id `parent`, or of the top-level rows for 0; null
+  // when it has none.
+  const std::vector<std::uint64_t>* Children(std::uint64_t parent) const;
+  // Rows that stood at `row` or further down have moved: an entry in rowOfId_ that says `row`
+  // or more may be out of date.
+  void Moved(std::int64_t row) { stale_ = std::min(stale_, row); }
 
   template <class F>
   void Tell(F&& f) {
@@ -103,7 +133,12 @@ class ListModel final : public Listbox {
   bool visible_ = true;
   std::vector<Row> rows_;
   std::int64_t lastIndex_ = -1;
-  std::uint64_t nextId_ = 0;
+  std::uint64_t nextId_ = 1;
+  std::vector<std::uint64_t> top_;                                          // ids, in order
+  std::unordered_map<std::uint64_t, std::vector<std::uint64_t>> children_;  // of open rows
+  // The position of each row by its id; right where it says less than stale_.
+  mutable std::unordered_map<std::uint64_t, std::int64_t> rowOfId_;
+  mutable std::int64_t stale_ = std::numeric_limits<std::int64_t>::max();
   std::vector<Opening> openings_;  // innermost last
   std::uint64_t layout_ = 0;       // moves on at every insertion, removal or move of rows
   std::vector<ListObserver*> observers_;

@@ -2,9 +2,13 @@
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
+#include <QTest>
 #include <QTreeView>
+#include <functional>
 
+#include "Support.h"
 #include "platform/qt/ListItemModel.h"
+#include "platform/toolkit/Dictionary.h"
 
 namespace {
 
@@ -32,6 +36,18 @@ class ListItemModelTest : public ::testing::Test {
   }
 
   QString Text(const QModelIndex& index) { return model.data(index).toString(); }
+  // The rows as Qt sees them, written as window_test::Rows writes them but for the open marks.
+  std::vector<std::string> QtRows(const QModelIndex& parent = {}, const std::string& depth = "") {
+    std::vector<std::string> rows;
+    for (int r = 0; r < model.rowCount(parent); ++r) {
+      rows.push_back(depth);
+      for (int c = 0; c < model.columnCount(); ++c)
+        rows.back().append(c ? "|" : "").append(Text(model.index(r, c, parent)).toStdString());
+      const auto below = QtRows(model.index(r, 0, parent), depth + ">");
+      rows.insert(rows.end(), below.begin(), below.end());
+    }
+    return rows;
+  }
   QModelIndex Top(int row) { return model.index(row, 0); }
 
   Ref<ListModel> list = Ref<ListModel>::New();
@@ -74,16 +90,75 @@ TEST_F(ListItemModelTest, RowsOfOneOpenFolderStayAddressedWhenAnotherCloses) {
   EXPECT_EQ(Text(model.index(0, 0, model.index(1, 0, Top(1)))), "c.2.1");
 }
 
+// The rows that one event adds reach Qt when it ends, as one insertion for each run of rows
+// under one parent; whatever else the event does first brings Qt up to date.
+TEST_F(ListItemModelTest, AnEventsRowsReachQtAtItsEnd) {
+  const struct {
+    const char* why;
+    std::function<void()> event;
+    int insertions;
+  } cases[] = {
+      {"rows added one by one",
+       [&] {
+         for (int i = 0; i < 300; ++i)
+           list->AddRow({std::to_string(i), "", kLongInfo});
+       },
+       1},
+      {"a row opened by the event that added it, with a row behind it",
+       [&] {
+         list->AddFolder("a");
+         list->Expanded(list->LastIndex(), true);
+         list->AddRow({"b"});
+       },
+       3},
+      {"rows removed in between, and a cell written before Qt saw its row",
+       [&] {
+         list->AddRow({"x"});
+         list->DeleteAllRows();
+         list->AddRow({"y"});
+         list->Cell(0, 1, "written");
+       },
+       2},
+      {"an event that raises",
+       [&] {
+         list->AddRow({"z"});
+         throw toolkit::RuntimeException("inside");
+       },
+       1},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
+    list->DeleteAllRows();
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    try {
+      const qt::EventScope event;
+      c.event();
+    } catch (const toolkit::RuntimeException&) {
+    }
+    EXPECT_EQ(inserted.count(), c.insertions);
+    std::vector<std::string> rows = window_test::Rows(*list);
+    for (std::string& row : rows) {
+      if (row.ends_with(" +") || row.ends_with(" -")) row.resize(row.size() - 2);
+    }
+    EXPECT_EQ(QtRows(), rows);
+  }
+}
+
 TEST_F(ListItemModelTest, ClearingAndTheListsVisibilityReachQt) {
   bool shown = true;
   model.OnVisibility = [&](bool v) { shown = v; };
   list->AddFolder("a");
   list->Expanded(0, true);
+  auto tag = Ref<toolkit::Dictionary>::New();
+  const std::weak_ptr<toolkit::Dictionary> gone = tag.shared();
+  list->RowTag(0, tag);
+  tag = nullptr;
   QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
   list->DeleteAllRows();
   EXPECT_EQ(model.rowCount(), 0);
   ASSERT_EQ(removed.count(), 1);
   EXPECT_FALSE(removed.at(0).at(0).value<QModelIndex>().isValid());
+  EXPECT_TRUE(QTest::qWaitFor([&] { return gone.expired(); })) << "the row's tag goes soon";
   list->Visible(false);
   EXPECT_FALSE(shown);
 }

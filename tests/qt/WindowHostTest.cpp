@@ -36,7 +36,15 @@ class TestWindow : public Window1 {
  public:
   explicit TestWindow(path base) : base_(std::move(base)) {}
 
+  // Runs inside each drop, once the window has dealt with it.
+  std::function<void()> AfterDrop;
+
  protected:
+  void Event_DropObject(toolkit::DragItem& obj, int action) override {
+    Window1::Event_DropObject(obj, action);
+    if (AfterDrop) AfterDrop();
+  }
+
   Ref<FolderItem> GetFolderItem(const toolkit::String& p, int pathType) const override {
     (void)pathType;
     return Ref<FolderItem>::New(base_ / p.Bytes());
@@ -129,6 +137,33 @@ TEST_F(WindowHostTest, DropsOfLocalFilesBecomeRows) {
   EXPECT_EQ(list().ListCount(), 1);
   EXPECT_TRUE(Drop({Receipt("three.receipt"), text}, Qt::AltModifier));
   EXPECT_EQ(list().ListCount(), 3);
+}
+
+// A long drop holds the window: the pointer is busy until it ends, also by an exception, and
+// then the view has every row it added.
+TEST_F(WindowHostTest, ALongDropShowsABusyPointerUntilItEnds) {
+  const path receipt = Receipt("r.receipt");
+  const struct {
+    int items;
+    bool raises;
+    bool busy;
+  } cases[] = {{200, false, false}, {201, false, true}, {201, true, true}};
+  for (const auto& c : cases) {
+    list().DeleteAllRows();
+    bool busy = false;
+    window->AfterDrop = [&] {
+      const QCursor* pointer = QGuiApplication::overrideCursor();
+      busy = pointer && pointer->shape() == Qt::WaitCursor;
+      if (c.raises) throw toolkit::RuntimeException("late");
+    };
+    ASSERT_TRUE(Drop(std::vector<path>(static_cast<std::size_t>(c.items), receipt)));
+    EXPECT_EQ(busy, c.busy) << c.items;
+    EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr) << c.items;
+    EXPECT_EQ(host->ItemModel()->rowCount(), c.items) << c.items;
+  }
+  for (QWidget* w : QApplication::topLevelWidgets()) {
+    if (auto* box = qobject_cast<QMessageBox*>(w)) box->accept();
+  }
 }
 
 // URLs as a file manager sends them: the bytes of a name reach its row whether or not they are

@@ -90,10 +90,12 @@ class ListChecker final : public toolkit::ListObserver {
     return failures_;
   }
 
-  void RowsAboutToBeInserted(std::int64_t first, std::int64_t count) override {
+  void RowsAboutToBeInserted(std::int64_t parent, std::int64_t first, std::int64_t count) override {
     Expect(count > 0 && first >= 0 && first <= list_.ListCount() && Same(), "before insertion");
+    announcedParent_ = parent;
   }
   void RowsInserted(std::int64_t first, std::int64_t count) override {
+    Expect(list_.ParentRow(first) == announcedParent_, "inserted under another parent");
     const auto rows = Rows(list_);
     for (std::int64_t i = 0; i < count && first + i < static_cast<std::int64_t>(rows.size()); ++i)
       mirror_.insert(mirror_.begin() + first + i, rows[static_cast<std::size_t>(first + i)]);
@@ -131,8 +133,17 @@ class ListChecker final : public toolkit::ListObserver {
     Expect(Same(), "the notified copy differs " + when);
     const auto n = list_.ListCount();
     Expect(list_.LastIndex() >= -1 && list_.LastIndex() < n, "LastIndex out of range " + when);
+    std::vector<std::int64_t> children(static_cast<std::size_t>(n + 1));  // of the top, then rows
     for (std::int64_t r = 0; r < n; ++r) {
       const auto depth = list_.RowDepth(r);
+      // The tree lookups agree with the order and the depths.
+      std::int64_t parent = r - 1;
+      while (parent >= 0 && list_.RowDepth(parent) >= depth)
+        --parent;
+      ++children[static_cast<std::size_t>(parent + 1)];
+      Expect(list_.ParentRow(r) == parent && list_.RowOfId(list_.RowId(r)) == r &&
+                 list_.ChildRow(parent, list_.ChildPosition(r)) == r,
+             "tree lookups of row " + std::to_string(r) + " " + when);
       const auto above = r == 0 ? -1 : list_.RowDepth(r - 1);
       Expect(depth >= 0 && depth <= above + 1, "row " + std::to_string(r) + " too deep " + when);
       if (r > 0 && depth == above + 1) {
@@ -142,11 +153,16 @@ class ListChecker final : public toolkit::ListObserver {
       Expect(list_.RowIsFolder(r) || !list_.Expanded(r),
              "plain row " + std::to_string(r) + " is open " + when);
     }
+    for (std::int64_t p = -1; p < n; ++p) {
+      Expect(list_.ChildCount(p) == children[static_cast<std::size_t>(p + 1)],
+             "child count of row " + std::to_string(p) + " " + when);
+    }
   }
 
   ListModel& list_;
   std::vector<std::string> mirror_;
   std::vector<std::string> failures_;
+  std::int64_t announcedParent_ = -1;
 };
 
 }  // namespace window_test

@@ -1,0 +1,407 @@
+// Costs of the real window on Qt's offscreen platform: Window1 in its WindowHost, its list
+// shown in a QTreeView at the window's size, each event dispatched as Qt dispatches it and
+// followed by the paint that shows its outcome.
+//   a drop of N receipt files, N = 1,000, 10,000, 100,000   against ReadReceipt of the same N
+//                                                            files; the ratio should not grow
+//                                                            with N, nor the time per row
+//   opening the last of 10,000 rows, a receipt of 187        an absolute time, to stay inside
+//   purchases; clearing 10,000 rows with the Delete key      one frame (16 ms)
+// Each drop and each reading reports the peak resident memory of the process while it ran
+// (peak_MiB) and the heap that its rows or records hold at its end (held_MiB); the opening
+// reports how many rows it showed, the clearing how long the records of the rows took to go,
+// in slices, after the window was painted empty (let_go_ms). After the runs the ratios are
+// printed, from the medians when the runs are repeated (--benchmark_repetitions=5).
+
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QDropEvent>
+#include <QKeyEvent>
+#include <QMimeData>
+#include <QTreeView>
+#include <QUrl>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "app/App.h"
+#include "platform/qt/QtDesktop.h"
+#include "platform/qt/WindowHost.h"
+#include "receipts/CertTools.h"
+#include "tools/receiptmaker/ReceiptMaker.h"
+#include "window/Window1.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace ReceiptMaker;
+using toolkit::FolderItem;
+using toolkit::Ref;
+
+constexpr std::int64_t kMostFiles = 100000;
+
+const fs::path& Scratch() {
+  static const fs::path path = [] {
+    const auto p = fs::temp_directory_path() / ("quellmark-view-bench-" + std::to_string(getpid()));
+    fs::create_directories(p);
+    return p;
+  }();
+  return path;
+}
+
+fs::path Write(const fs::path& p, const Bytes& bytes) {
+  std::ofstream(p, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
+  return p;
+}
+
+// Files of a receipt as the store writes them, each under a name of its own: the first `n`,
+// made as they are first needed.
+std::vector<fs::path> Receipts(std::int64_t n) {
+  static std::vector<fs::path> files;
+  static const Bytes receipt = [] {
+    const Bytes purchase = PurchaseValue({{1701, 1, IntValue(1)},
+                                          {1702, 1, Utf8Value("com.example.coins")},
+                                          {1703, 1, Utf8Value("1000000123456789")}});
+    return Sign(Payload({{0, 1, Utf8Value("Production")},
+                         {2, 1, Utf8Value("com.example.quellmark")},
+                         {3, 1, Utf8Value("2.4.1")},
+                         {4, 1, HexValue("00112233445566778899AABBCCDDEEFF")},
+                         {5, 1, HexValue("A1B2C3D4E5F60718293A4B5C6D7E8F9001122334")},
+                         {12, 1, Ia5Value("2026-03-14T09:26:53Z")},
+                         {17, 1, purchase},
+                         {19, 1, Utf8Value("2.0")}}));
+  }();
+  while (static_cast<std::int64_t>(files.size()) < n) {
+    char name[32];
+    std::snprintf(name, sizeof name, "%06zu.receipt", files.size());
+    files.push_back(Write(Scratch() / name, receipt));
+  }
+  return {files.begin(), files.begin() + n};
+}
+
+// The App Store's large sandbox receipt with its 187 purchases where it is at hand, else one
+// made here with as many.
+const fs::path& LargeReceipt() {
+  static const fs::path file = [] {
+    const fs::path shared = fs::path(QM_SHARED_RECEIPTS) / "ios-2020-sandbox-large.receipt";
+    if (fs::is_regular_file(shared)) return shared;
+    std::vector<Attribute> attributes = {{2, 1, Utf8Value("com.example.quellmark")},
+                                         {3, 1, Utf8Value("1")},
+                                         {19, 1, Utf8Value("1.0")}};
+    for (std::int64_t i = 0; i < 187; ++i) {
+      attributes.push_back(
+          {17, 1,
+           PurchaseValue({{1701, 1, IntValue(1)},
+                          {1702, 1, Utf8Value("com.example.item" + std::to_string(i))},
+                          {1703, 1, Utf8Value(std::to_string(1000000000000000 + i))},
+                          {1704, 1, Ia5Value("2020-06-01T10:00:00Z")}})});
+    }
+    return Write(Scratch() / "large.receipt", Sign(Payload(attributes)));
+  }();
+  return file;
+}
+
+std::int64_t StatusKiB(const char* field) {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  const std::string prefix = std::string(field) + ":";
+  while (std::getline(status, line)) {
+    if (line.rfind(prefix, 0) == 0) return std::stoll(line.substr(prefix.size()));
+  }
+  return 0;
+}
+
+std::size_t HeapBytes() {
+  const struct mallinfo2 m = mallinfo2();
+  return m.uordblks + m.hblkhd;
+}
+
+// Memory while a step runs: the peak of resident memory from its start on (the kernel's high
+// water mark, reset there), and the heap that the step's outcome still holds at its end.
+class Memory {
+ public:
+  Memory() : heap_(HeapBytes()) {
+    malloc_trim(0);  // what earlier steps freed leaves the resident set
+    std::ofstream("/proc/self/clear_refs") << "5";
+  }
+  void Report(benchmark::State& state) const {
+    state.counters["peak_MiB"] = static_cast<double>(StatusKiB("VmHWM")) / 1024;
+    state.counters["held_MiB"] =
+        (static_cast<double>(HeapBytes()) - static_cast<double>(heap_)) / (1024 * 1024);
+  }
+
+ private:
+  std::size_t heap_;
+};
+
+// The program as far as its window, shown offscreen at its size, with an empty list.
+struct Program {
+  qt::QtDesktop desktop;
+  Ref<App> app = StartApplication();
+  Ref<Window1> window = Window1::Instance();
+  std::unique_ptr<qt::WindowHost> host = std::make_unique<qt::WindowHost>(window);
+  int paints = 0;
+
+  Program() {
+    host->show();
+    window->RaiseOpen();
+    app->RaiseOpen();
+    window->clearList();
+    Settle();
+    // Counts the list's paints, to tell that a step's outcome was painted.
+    struct PaintCounter : QObject {
+      int& paints;
+      explicit PaintCounter(int& p) : paints(p) {}
+      bool eventFilter(QObject*, QEvent* e) override {
+        if (e->type() == QEvent::Paint) ++paints;
+        return false;
+      }
+    };
+    auto* counter = new PaintCounter(paints);
+    counter->setParent(host.get());
+    View().viewport()->installEventFilter(counter);
+  }
+  // Made at first use; it goes before the QApplication does.
+  static std::unique_ptr<Program>& Current() {
+    static std::unique_ptr<Program> program;
+    return program;
+  }
+  static Program& Get() {
+    if (!Current()) Current() = std::make_unique<Program>();
+    return *Current();
+  }
+
+  QTreeView& View() { return *host->ListView(); }
+  // Lets Qt lay out and paint what the last event changed, as the event loop would next. Qt
+  // may hold a window's paint back until its next frame is due; then it is painted here.
+  void Settle() {
+    const int before = paints;
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents();
+    if (paints == before) host->repaint();
+  }
+  // The list shown, as the window's timer shows it once it has rows. The timer hides an empty
+  // list: it may tick meanwhile, and then the list is shown again.
+  void ShowList() {
+    do {
+      window->lb()->Visible(true);
+      Settle();
+    } while (!View().isVisible());
+  }
+  // The drag enters the list, as it does before any drop; true when the list takes it.
+  bool Enter(QMimeData& mime) {
+    QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(View().viewport(), &enter);
+    return enter.isAccepted();
+  }
+  bool Drop(QMimeData& mime) {
+    QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(View().viewport(), &drop);
+    return drop.isAccepted();
+  }
+  // Turns of the event loop until the records of removed rows have all gone.
+  void LetGo() {
+    while (host->ItemModel()->Leaving() > 0)
+      Settle();
+  }
+  void Clear() {
+    window->clearList();
+    Settle();
+    LetGo();
+  }
+};
+
+std::unique_ptr<QMimeData> Urls(const std::vector<fs::path>& files) {
+  QList<QUrl> urls;
+  urls.reserve(static_cast<qsizetype>(files.size()));
+  for (const fs::path& f : files)
+    urls << QUrl::fromLocalFile(QString::fromStdString(f.string()));
+  auto mime = std::make_unique<QMimeData>();
+  mime->setUrls(urls);
+  return mime;
+}
+
+void BM_ReadReceipts(benchmark::State& state) {
+  std::vector<Ref<FolderItem>> files;
+  for (const fs::path& p : Receipts(state.range(0)))
+    files.push_back(Ref<FolderItem>::New(p));
+  std::vector<Ref<toolkit::Dictionary>> records;
+  records.reserve(files.size());
+  for (auto _ : state) {
+    const Memory memory;
+    for (const auto& file : files)
+      records.push_back(CertTools::ReadReceipt(file));
+    benchmark::DoNotOptimize(records.data());
+    state.PauseTiming();
+    memory.Report(state);
+    records.clear();
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(BM_ReadReceipts)->Arg(1000)->Arg(10000)->Arg(kMostFiles)->Unit(benchmark::kMillisecond);
+
+void BM_ViewDrop(benchmark::State& state) {
+  const std::int64_t n = state.range(0);
+  const auto mime = Urls(Receipts(n));
+  Program& program = Program::Get();
+  for (auto _ : state) {
+    state.PauseTiming();
+    program.ShowList();
+    const int paints = program.paints;
+    const bool entered = program.Enter(*mime);
+    const Memory memory;
+    state.ResumeTiming();
+    const bool taken = program.Drop(*mime);
+    program.Settle();
+    state.PauseTiming();
+    memory.Report(state);
+    const bool shown = entered && taken && program.window->lb()->ListCount() == n &&
+                       program.host->ItemModel()->rowCount() == n && program.paints > paints;
+    if (!shown) {
+      static std::string why;  // outlives the run, as SkipWithError wants
+      why = "the drop did not show all its rows: entered " + std::to_string(entered) + ", taken " +
+            std::to_string(taken) + ", rows " + std::to_string(program.window->lb()->ListCount()) +
+            ", shown " + std::to_string(program.host->ItemModel()->rowCount()) + ", paints " +
+            std::to_string(program.paints - paints) + ", view " +
+            std::to_string(program.View().isVisible()) + ", window " +
+            std::to_string(program.host->isVisible()) + ", list " +
+            std::to_string(program.window->lb()->Visible());
+      program.Clear();
+      state.SkipWithError(why.c_str());
+      break;
+    }
+    program.Clear();
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(BM_ViewDrop)->Arg(1000)->Arg(10000)->Arg(kMostFiles)->Unit(benchmark::kMillisecond);
+
+// 10,000 rows dropped, the last of them the large receipt.
+void DropTenThousand(Program& program) {
+  std::vector<fs::path> files = Receipts(9999);
+  files.push_back(LargeReceipt());
+  program.ShowList();
+  const auto mime = Urls(files);
+  program.Enter(*mime);
+  program.Drop(*mime);
+  program.Settle();
+}
+
+void BM_ViewOpenLastOf10000(benchmark::State& state) {
+  Program& program = Program::Get();
+  DropTenThousand(program);
+  const auto& model = *program.host->ItemModel();
+  const QModelIndex last = model.index(model.rowCount() - 1, 0);
+  if (model.rowCount() != 10000 || !model.hasChildren(last)) {
+    program.Clear();
+    state.SkipWithError("the drop did not list the large receipt last");
+    return;
+  }
+  for (auto _ : state) {
+    const int paints = program.paints;
+    program.View().expand(last);
+    program.Settle();
+    state.PauseTiming();
+    state.counters["rows"] = model.rowCount(last);
+    if (model.rowCount(last) == 0 || program.paints == paints) {
+      state.SkipWithError("the receipt did not open");
+      break;
+    }
+    program.View().collapse(last);
+    program.Settle();
+    state.ResumeTiming();
+  }
+  program.Clear();
+}
+BENCHMARK(BM_ViewOpenLastOf10000)->Unit(benchmark::kMillisecond);
+
+// Each run needs 10,000 rows dropped anew, which takes seconds: one clearing a run.
+void BM_ViewClear10000(benchmark::State& state) {
+  Program& program = Program::Get();
+  for (auto _ : state) {
+    state.PauseTiming();
+    DropTenThousand(program);
+    program.View().setFocus();
+    state.ResumeTiming();
+    QKeyEvent del(QEvent::KeyPress, Qt::Key_Delete, Qt::NoModifier);
+    QCoreApplication::sendEvent(&program.View(), &del);
+    program.Settle();
+    state.PauseTiming();
+    if (program.host->ItemModel()->rowCount() != 0) {
+      program.Clear();
+      state.SkipWithError("the rows stayed");
+      break;
+    }
+    const auto start = std::chrono::steady_clock::now();
+    program.LetGo();
+    state.counters["let_go_ms"] =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(BM_ViewClear10000)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// Prints "ratio A / B = x" as bench/Ratios.h does, but from the medians of repeated runs where
+// there are some; and how the time per row of the largest drop compares with the smallest's.
+class MedianRatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.error_occurred) continue;
+      const std::string name = run.run_name.str();
+      if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
+        times_[name] = run.GetAdjustedCPUTime();
+        medians_.insert(name);
+      } else if (run.run_type == Run::RT_Iteration && medians_.count(name) == 0) {
+        times_[name] = run.GetAdjustedCPUTime();
+      }
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+
+  void PrintRatio(const std::string& a, const std::string& b, double scale = 1,
+                  const char* what = "") const {
+    const auto ia = times_.find(a);
+    const auto ib = times_.find(b);
+    if (ia == times_.end() || ib == times_.end() || ib->second <= 0) return;
+    std::printf("ratio %s / %s%s = %.3f\n", a.c_str(), b.c_str(), what,
+                ia->second / ib->second * scale);
+  }
+
+ private:
+  std::map<std::string, double> times_;
+  std::set<std::string> medians_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  QApplication qapp(argc, argv);
+  QApplication::setQuitOnLastWindowClosed(false);
+  benchmark::Initialize(&argc, argv);
+  {
+    MedianRatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    const std::string most = std::to_string(kMostFiles);
+    for (const std::string n : {"1000", "10000", most.c_str()})
+      reporter.PrintRatio("BM_ViewDrop/" + n, "BM_ReadReceipts/" + n);
+    reporter.PrintRatio("BM_ViewDrop/" + most, "BM_ViewDrop/1000",
+                        1000.0 / static_cast<double>(kMostFiles), " per row");
+  }
+  Program::Current().reset();
+  benchmark::Shutdown();
+  std::error_code ec;
+  fs::remove_all(Scratch(), ec);
+  return 0;
+}
