@@ -36,42 +36,19 @@ std::string Binary(const std::string& xml) {
   return binary;
 }
 
-const void* ValueOf(CFDictionaryRef dictionary, const char* key) {
-  return CFDictionaryGetValue(dictionary, Owned<CFStringRef>(NewString(key)));
-}
-
-TEST(PropertyListTest, EveryTypeBecomesItsCFObjectInBothForms) {
-  const Owned<CFDataRef> xmlData(NewData(kEveryType));
-  const Owned<CFDataRef> binaryData(NewData(Binary(kEveryType)));
-  CFPropertyListFormat xmlFormat{};
-  CFPropertyListFormat binaryFormat{};
-  const Owned<CFPropertyListRef> fromXML(
-      CFPropertyListCreateWithData(nullptr, xmlData, 0, &xmlFormat, nullptr));
-  const Owned<CFPropertyListRef> fromBinary(
-      CFPropertyListCreateWithData(nullptr, binaryData, 0, &binaryFormat, nullptr));
-  EXPECT_EQ(xmlFormat, kCFPropertyListXMLFormat_v1_0);
-  EXPECT_EQ(binaryFormat, kCFPropertyListBinaryFormat_v1_0);
+// What each type becomes is read through a bundle's information dictionary; here, that the
+// binary form gives what the XML form gives.
+TEST(PropertyListTest, BothFormsGiveTheSameList) {
+  CFPropertyListFormat formats[2] = {};
+  const Owned<CFPropertyListRef> fromXML(CFPropertyListCreateWithData(
+      nullptr, Owned<CFDataRef>(NewData(kEveryType)), 0, &formats[0], nullptr));
+  const Owned<CFPropertyListRef> fromBinary(CFPropertyListCreateWithData(
+      nullptr, Owned<CFDataRef>(NewData(Binary(kEveryType))), 0, &formats[1], nullptr));
+  EXPECT_EQ(formats[0], kCFPropertyListXMLFormat_v1_0);
+  EXPECT_EQ(formats[1], kCFPropertyListBinaryFormat_v1_0);
   ASSERT_EQ(CFGetTypeID(fromXML), CFDictionaryGetTypeID());
+  EXPECT_EQ(CFDictionaryGetCount(static_cast<CFDictionaryRef>(fromXML.get())), 7);
   EXPECT_TRUE(CFEqual(fromXML, fromBinary));
-
-  const auto dictionary = static_cast<CFDictionaryRef>(fromXML.get());
-  EXPECT_EQ(CFDictionaryGetCount(dictionary), 7);
-  EXPECT_EQ(Text(static_cast<CFStringRef>(ValueOf(dictionary, "text"))), "gr\xC3\xBCn");
-  SInt64 integer = 0;
-  CFNumberGetValue(static_cast<CFNumberRef>(ValueOf(dictionary, "negative")), kCFNumberSInt64Type,
-                   &integer);
-  EXPECT_EQ(integer, -42);
-  double real = 0;
-  CFNumberGetValue(static_cast<CFNumberRef>(ValueOf(dictionary, "real")), kCFNumberFloat64Type,
-                   &real);
-  EXPECT_EQ(real, 2.5);
-  EXPECT_EQ(ValueOf(dictionary, "yes"), Symbol<CFBooleanRef>("kCFBooleanTrue"));
-  EXPECT_EQ(CFDateGetAbsoluteTime(static_cast<CFDateRef>(ValueOf(dictionary, "date"))), 86401.0);
-  EXPECT_EQ(Bytes(static_cast<CFDataRef>(ValueOf(dictionary, "data"))), std::string("\0\1\2", 3));
-  const auto list = static_cast<CFArrayRef>(ValueOf(dictionary, "list"));
-  ASSERT_EQ(CFArrayGetCount(list), 2);
-  const auto inner = static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(list, 1));
-  EXPECT_EQ(ValueOf(inner, "inner"), Symbol<CFBooleanRef>("kCFBooleanFalse"));
 }
 
 TEST(PropertyListTest, WhatIsNoPropertyListGivesAnErrorAndNoObject) {
