@@ -9,19 +9,13 @@
 namespace cf_test {
 namespace {
 
-constexpr const char* kEveryType = R"(<?xml version="1.0" encoding="UTF-8"?>
-<plist version="1.0">
-<dict>
-  <key>text</key><string>gr&#252;n</string>
-  <key>negative</key><integer>-42</integer>
-  <key>real</key><real>2.5</real>
-  <key>yes</key><true/>
-  <key>date</key><date>2001-01-02T00:00:01Z</date>
-  <key>data</key><data>AAEC</data>
-  <key>list</key><array><string>a</string><dict><key>inner</key><false/></dict></array>
-</dict>
-</plist>
-)";
+// Every type a property list holds; what each becomes is read through a bundle's information
+// dictionary in the wrappers' tests.
+constexpr const char* kEveryType =
+    "<plist version=\"1.0\"><dict><key>text</key><string>gr&#252;n</string><key>n</key>"
+    "<integer>-42</integer><key>r</key><real>2.5</real><key>yes</key><true/><key>date</key>"
+    "<date>2001-01-02T00:00:01Z</date><key>data</key><data>AAEC</data><key>list</key>"
+    "<array><string>a</string><dict><key>in</key><false/></dict></array></dict></plist>";
 
 // The binary form of an XML property list, as libplist writes it.
 std::string Binary(const std::string& xml) {
@@ -36,8 +30,6 @@ std::string Binary(const std::string& xml) {
   return binary;
 }
 
-// What each type becomes is read through a bundle's information dictionary; here, that the
-// binary form gives what the XML form gives.
 TEST(PropertyListTest, BothFormsGiveTheSameList) {
   CFPropertyListFormat formats[2] = {};
   const Owned<CFPropertyListRef> fromXML(CFPropertyListCreateWithData(
@@ -52,12 +44,9 @@ TEST(PropertyListTest, BothFormsGiveTheSameList) {
 }
 
 TEST(PropertyListTest, WhatIsNoPropertyListGivesAnErrorAndNoObject) {
-  std::string deep = "<plist version=\"1.0\">";
+  std::string deep = "<array></array>";
   for (int i = 0; i < 600; ++i)
-    deep += "<array>";
-  for (int i = 0; i < 600; ++i)
-    deep += "</array>";
-  deep += "</plist>";
+    deep.insert(0, "<array>").append("</array>");
   const struct {
     const char* why;
     std::string bytes;
@@ -66,7 +55,7 @@ TEST(PropertyListTest, WhatIsNoPropertyListGivesAnErrorAndNoObject) {
       {"no property list", "just text"},
       {"truncated binary", Binary(kEveryType).substr(0, 40)},
       {"text that is no UTF-8", "<plist version=\"1.0\"><string>\xFF\xFE</string></plist>"},
-      {"nested too deep", deep},
+      {"nested too deep", "<plist version=\"1.0\">" + deep + "</plist>"},
       // {"a\0b": 1} in binary form: libplist would assert on the key.
       {"a key with a zero byte",
        std::string("bplist00\xd1\x01\x02\x53\x61\x00\x62\x10\x01\x08\x0b\x0f"

@@ -28,14 +28,5 @@ TEST(URLTest, TheBufferMustHoldThePathAndItsTerminator) {
   }
 }
 
-// The wrappers ask for the query as the URL has it; the platform can also unescape all but
-// some characters.
-TEST(URLTest, AQueryIsUnescapedButForTheCharactersToLeave) {
-  const Owned<CFURLRef> url(CFURLCreateWithString(
-      nullptr, Owned<CFStringRef>(NewString("http://h/?a=%41%42%20")), nullptr));
-  EXPECT_EQ(TakeText(CFURLCopyQueryString(url, Owned<CFStringRef>(NewString("B")))), "a=A%42 ");
-  EXPECT_EQ(TakeText(CFURLCopyQueryString(url, nullptr)), "a=%41%42%20");
-}
-
 }  // namespace
 }  // namespace cf_test

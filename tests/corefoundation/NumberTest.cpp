@@ -68,10 +68,8 @@ TEST(CFNumberTest, ValueReadsEachKindAsItsTableSays) {
       {kCFNumberCFIndexType, -9, std::int32_t{-9}},
       {kCFNumberNSIntegerType, 10, std::int32_t{10}},
       {kCFNumberCGFloatType, 3.75, 3.75},
-      // Kinds read as 32 bits give nil beyond 32 bits; Int64Value still reads them.
-      {kCFNumberLongType, static_cast<double>(wide), Variant()},
+      // A kind read as 32 bits gives nil beyond 32 bits; Int64Value still reads it.
       {kCFNumberCFIndexType, -static_cast<double>(wide), Variant()},
-      {kCFNumberNSIntegerType, static_cast<double>(wide), Variant()},
   };
   for (const auto& row : kRows) {
     unsigned char block[8] = {};
@@ -93,14 +91,11 @@ TEST(CFNumberTest, ValueReadsEachKindAsItsTableSays) {
 
 // The plain accessors don't tell loss: a fraction is cut, a wide integer keeps its low bits.
 TEST(CFNumberTest, PlainAccessorsReadWithoutTellingLoss) {
-  const auto negative = CFNumber::New(std::int32_t{-5});
-  EXPECT_EQ(negative->IntegerValue(), -5);  // sign-extended
-  EXPECT_EQ(negative->DoubleValue(), -5.0);
-  const auto fraction = CFNumber::New(-2.75);
-  EXPECT_EQ(fraction->IntegerValue() + fraction->Int64Value(), -4);
+  EXPECT_EQ(CFNumber::New(std::int32_t{-5})->IntegerValue(), -5);  // sign-extended
+  EXPECT_EQ(CFNumber::New(-2.75)->Int64Value(), -2);
   const auto wide = CFNumber::New((std::int64_t{1} << 33) + 1);
   EXPECT_EQ(wide->IntegerValue(), 1);
-  EXPECT_EQ(wide->Int64Value(), (std::int64_t{1} << 33) + 1);
+  EXPECT_EQ(wide->DoubleValue(), 8589934593.0);
 }
 
 TEST(CFNumberTest, SpecialValuesAreFetchedOnceAndKept) {
