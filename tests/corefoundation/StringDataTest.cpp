@@ -1,3 +1,4 @@
+#include <functional>
 #include <string>
 
 #include "corefoundation/CFData.h"
@@ -77,33 +78,27 @@ TEST(CFDataTest, BytesAreCopiedInAndOut) {
 }
 
 TEST(CFMutableDataTest, ChangesReplaceByteRanges) {
-  const std::string bytes = "XYZ";
+  const char* xyz = "XYZ";
+  using Data = CFMutableData;
   const struct {
     const char* why;
-    void (*change)(CFMutableData&, const std::string&);
+    std::function<void(Data&)> change;
     std::string expected;
   } kRows[] = {
-      {"append bytes", [](CFMutableData& d, const std::string& b) { d.Append(b.data(), 2); },
-       "abcdefXY"},
-      {"append a String, no terminator",
-       [](CFMutableData& d, const std::string&) { d.Append("gh"); }, "abcdefgh"},
-      {"append the empty String", [](CFMutableData& d, const std::string&) { d.Append(""); },
-       "abcdef"},
-      {"append from null", [](CFMutableData& d, const std::string&) { d.Append(nullptr, 3); },
-       "abcdef"},
-      {"delete", [](CFMutableData& d, const std::string&) { d.Delete(1, 3); }, "aef"},
-      {"replace", [](CFMutableData& d, const std::string& b) { d.Replace(2, 1, b.data(), 3); },
-       "abXYZdef"},
-      {"replace with null deletes",
-       [](CFMutableData& d, const std::string&) { d.Replace(0, 2, nullptr, 5); }, "cdef"},
-      {"offsets are cut to 32 bits",
-       [](CFMutableData& d, const std::string&) { d.Delete((std::int64_t{1} << 32) + 4, 2); },
+      {"append bytes", [&](Data& d) { d.Append(xyz, 2); }, "abcdefXY"},
+      {"append a String, no terminator", [](Data& d) { d.Append("gh"); }, "abcdefgh"},
+      {"append the empty String", [](Data& d) { d.Append(""); }, "abcdef"},
+      {"append from null", [](Data& d) { d.Append(nullptr, 3); }, "abcdef"},
+      {"delete", [](Data& d) { d.Delete(1, 3); }, "aef"},
+      {"replace", [&](Data& d) { d.Replace(2, 1, xyz, 3); }, "abXYZdef"},
+      {"replace with null deletes", [](Data& d) { d.Replace(0, 2, nullptr, 5); }, "cdef"},
+      {"offsets are cut to 32 bits", [](Data& d) { d.Delete((std::int64_t{1} << 32) + 4, 2); },
        "abcd"},
   };
   for (const auto& row : kRows) {
     const auto data = CFMutableData::New();
     data->Append("abcdef");
-    row.change(*data, bytes);
+    row.change(*data);
     EXPECT_EQ(data->Data()->StringValue().Bytes(), row.expected) << row.why;
   }
 }
