@@ -23,9 +23,10 @@ CFArrayRef NewArray(std::vector<CFTypeRef> values) {
                        ArrayCallBacks());
 }
 
-// A new dictionary of the keys, each mapped to itself.
-CFDictionaryRef NewDictionary(std::vector<CFTypeRef> keys) {
-  return CFDictionaryCreate(nullptr, keys.data(), keys.data(), static_cast<CFIndex>(keys.size()),
+// A new dictionary of the keys, each mapped to its value or, with no values, to itself.
+CFDictionaryRef NewDictionary(std::vector<CFTypeRef> keys, std::vector<CFTypeRef> values = {}) {
+  if (values.empty()) values = keys;
+  return CFDictionaryCreate(nullptr, keys.data(), values.data(), static_cast<CFIndex>(keys.size()),
                             static_cast<const CFDictionaryKeyCallBacks*>(
                                 SymbolAddress("com.apple.Carbon", "kCFTypeDictionaryKeyCallBacks")),
                             static_cast<const CFDictionaryValueCallBacks*>(SymbolAddress(
@@ -177,6 +178,8 @@ TEST(RuntimeTest, EqualityIsByValueWithinATypeAndHashesAgree) {
   const Owned<CFStringRef> a2(NewString("a"));
   const Owned<CFStringRef> b(NewString("b"));
   const Owned<CFURLRef> base(NewURL("http://b/"));
+  const void* twoKeys[] = {a.get(), a2.get()};
+  const void* twoValues[] = {b.get(), b.get()};
   const struct {
     const char* why;
     CFTypeRef x;
@@ -197,6 +200,10 @@ TEST(RuntimeTest, EqualityIsByValueWithinATypeAndHashesAgree) {
       {"an array and its start", NewArray({a, b}), NewArray({a}), false},
       {"dictionaries of equal entries", NewDictionary({a, b}), NewDictionary({b, a2}), true},
       {"a dictionary and a part of it", NewDictionary({a, b}), NewDictionary({a}), false},
+      // Keys by identity: two keys "a", each found in the other by value, and one value.
+      {"dictionaries of two sizes, every entry found",
+       CFDictionaryCreate(nullptr, twoKeys, twoValues, 2, nullptr, nullptr),
+       NewDictionary({a}, {b}), false},
       {"URLs of one text and base", NewURL("p", base), NewURL("p", base), true},
       {"URLs of one text, one with a base", NewURL("p", base), NewURL("p"), false},
   };
