@@ -151,17 +151,6 @@ CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef, CFIndex capacity,
   return cf::NewArray(callBacks, true, capacity, nullptr, 0);
 }
 
-CFMutableArrayRef CFArrayCreateMutableCopy(CFAllocatorRef, CFIndex capacity, CFArrayRef theArray) {
-  CountCall();
-  const auto* array = Cast<OpaqueCFArray>(theArray, "CFArrayCreateMutableCopy");
-  if (array == nullptr) return nullptr;
-  if (capacity < 0 || (capacity > 0 && array->Count() > capacity)) {
-    Refuse("CFArrayCreateMutableCopy", "the array holds more than the capacity");
-    return nullptr;
-  }
-  return cf::NewArray(&array->callBacks, true, capacity, array->values.data(), array->Count());
-}
-
 CFIndex CFArrayGetCount(CFArrayRef theArray) {
   CountCall();
   const auto* array = Cast<OpaqueCFArray>(theArray, "CFArrayGetCount");
@@ -175,21 +164,6 @@ const void* CFArrayGetValueAtIndex(CFArrayRef theArray, CFIndex idx) {
     return nullptr;
   }
   return array->values[static_cast<std::size_t>(idx)];
-}
-
-Boolean CFArrayContainsValue(CFArrayRef theArray, CFRange range, const void* value) {
-  CountCall();
-  const auto* array = Cast<OpaqueCFArray>(theArray, "CFArrayContainsValue");
-  if (array == nullptr) return false;
-  if (range.location < 0 || range.length < 0 || range.location > array->Count() ||
-      range.length > array->Count() - range.location) {
-    Refuse("CFArrayContainsValue", "range outside the array");
-    return false;
-  }
-  for (CFIndex i = range.location; i < range.location + range.length; ++i) {
-    if (array->Same(array->values[static_cast<std::size_t>(i)], value)) return true;
-  }
-  return false;
 }
 
 void CFArrayAppendValue(CFMutableArrayRef theArray, const void* value) {
@@ -218,28 +192,6 @@ void CFArraySetValueAtIndex(CFMutableArrayRef theArray, CFIndex idx, const void*
   const void* kept = array->Keep(value);
   std::swap(array->values[static_cast<std::size_t>(idx)], kept);
   array->Drop(kept);
-}
-
-void CFArrayRemoveValueAtIndex(CFMutableArrayRef theArray, CFIndex idx) {
-  CountCall();
-  OpaqueCFArray* array = cf::MutableArray(theArray, "CFArrayRemoveValueAtIndex");
-  if (array == nullptr || !cf::IndexInside(idx, array->Count(), "CFArrayRemoveValueAtIndex")) {
-    return;
-  }
-  const void* removed = array->values[static_cast<std::size_t>(idx)];
-  array->values.erase(array->values.begin() + idx);
-  array->Drop(removed);
-}
-
-void CFArrayRemoveAllValues(CFMutableArrayRef theArray) {
-  CountCall();
-  OpaqueCFArray* array = cf::MutableArray(theArray, "CFArrayRemoveAllValues");
-  if (array == nullptr) return;
-  // Released after the array is empty, so that a finalizer that reaches back sees it so.
-  std::vector<const void*> removed;
-  removed.swap(array->values);
-  for (const void* value : removed)
-    array->Drop(value);
 }
 
 }  // extern "C"

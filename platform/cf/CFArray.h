@@ -39,22 +39,14 @@ CFArrayRef CFArrayCreateCopy(CFAllocatorRef allocator, CFArrayRef theArray);
 // A new empty mutable array (Create rule) that holds at most `capacity` values (0: no limit).
 CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
                                        const CFArrayCallBacks* callBacks);
-// A new mutable array (Create rule) of the same values and callbacks; NULL when the array
-// holds more than a non-zero `capacity`.
-CFMutableArrayRef CFArrayCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
-                                           CFArrayRef theArray);
 
 CFIndex CFArrayGetCount(CFArrayRef theArray);
 // The value at `idx`, borrowed from the array (Get rule); NULL for an index outside it.
 const void* CFArrayGetValueAtIndex(CFArrayRef theArray, CFIndex idx);
-// Whether a value in `range` equals `value` by the array's equality.
-Boolean CFArrayContainsValue(CFArrayRef theArray, CFRange range, const void* value);
 
 // The changes of mutable arrays. Stored values are retained through the callbacks and
-// replaced or removed ones released. An index of `count` in CFArraySetValueAtIndex appends.
+// replaced ones released. An index of `count` in CFArraySetValueAtIndex appends.
 void CFArrayAppendValue(CFMutableArrayRef theArray, const void* value);
 void CFArraySetValueAtIndex(CFMutableArrayRef theArray, CFIndex idx, const void* value);
-void CFArrayRemoveValueAtIndex(CFMutableArrayRef theArray, CFIndex idx);
-void CFArrayRemoveAllValues(CFMutableArrayRef theArray);
 
 }  // extern "C"

@@ -206,11 +206,7 @@ CFBundleRef BundleOfFolder(const std::string& folder) {
 CFURLRef PartURL(const OpaqueCFBundle& bundle, std::string_view part, bool isDirectory) {
   if (bundle.layout == OpaqueCFBundle::Layout::kFramework) return nullptr;
   if (part.empty()) return static_cast<CFURLRef>(CFRetain(bundle.url));
-  const CFStringRef path = MakeString(part);
-  CFURLRef url = CFURLCreateWithFileSystemPathRelativeToBase(nullptr, path, kCFURLPOSIXPathStyle,
-                                                             isDirectory, bundle.url);
-  CFRelease(path);
-  return url;
+  return NewRelativeFileURL(part, isDirectory, bundle.url);
 }
 
 bool IsContents(const OpaqueCFBundle& bundle) {
@@ -428,13 +424,6 @@ CFURLRef CFBundleCopySupportFilesDirectoryURL(CFBundleRef bundle) {
   return cf::PartURL(*b, cf::IsContents(*b) ? "Contents" : "", true);
 }
 
-CFURLRef CFBundleCopySharedSupportURL(CFBundleRef bundle) {
-  CountCall();
-  const auto* b = Cast<OpaqueCFBundle>(bundle, "CFBundleCopySharedSupportURL");
-  if (b == nullptr) return nullptr;
-  return cf::PartURL(*b, cf::IsContents(*b) ? "Contents/SharedSupport" : "SharedSupport", true);
-}
-
 Boolean CFBundleLoadExecutableAndReturnError(CFBundleRef bundle, CFErrorRef* error) {
   CountCall();
   if (error != nullptr) *error = nullptr;
@@ -446,12 +435,6 @@ Boolean CFBundleLoadExecutable(CFBundleRef bundle) {
   CountCall();
   auto* b = Cast<OpaqueCFBundle>(bundle, "CFBundleLoadExecutable");
   return b != nullptr && cf::Load(*b, nullptr);
-}
-
-Boolean CFBundleIsExecutableLoaded(CFBundleRef bundle) {
-  CountCall();
-  const auto* b = Cast<OpaqueCFBundle>(bundle, "CFBundleIsExecutableLoaded");
-  return b != nullptr && (b->layout == OpaqueCFBundle::Layout::kFramework || b->handle != nullptr);
 }
 
 void* CFBundleGetDataPointerForName(CFBundleRef bundle, CFStringRef symbolName) {

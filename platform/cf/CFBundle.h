@@ -8,10 +8,9 @@
 //   Contents/MacOS/<executable>     the file named by CFBundleExecutable, a shared object
 //   Contents/Resources/
 //   Contents/Frameworks/
-//   Contents/SharedSupport/
 //
 // or, where it has no "Contents" folder, the same flat in the bundle folder itself
-// (Info.plist, <executable>, Frameworks/, SharedSupport/; the folder is its own resources
+// (Info.plist, <executable>, Frameworks/; the folder is its own resources
 // folder). A folder without an Info.plist is a bundle with an empty information dictionary.
 // There is one bundle object for a folder as long as it lives: a second CFBundleCreate of the
 // same folder gives the same object with one more count.
@@ -94,7 +93,6 @@ CFURLRef CFBundleCopyResourcesDirectoryURL(CFBundleRef bundle);
 CFURLRef CFBundleCopyPrivateFrameworksURL(CFBundleRef bundle);
 // The folder of Info.plist: "Contents", or the bundle folder of a flat bundle.
 CFURLRef CFBundleCopySupportFilesDirectoryURL(CFBundleRef bundle);
-CFURLRef CFBundleCopySharedSupportURL(CFBundleRef bundle);
 
 // Loads the executable, a shared object, with dlopen; true when it is loaded, also when it
 // was already. The code stays loaded for the process. On failure, `*error` (when `error` is
@@ -102,7 +100,6 @@ CFURLRef CFBundleCopySharedSupportURL(CFBundleRef bundle);
 // the text under "NSLocalizedDescription" and, from the loader, "NSDebugDescription".
 Boolean CFBundleLoadExecutableAndReturnError(CFBundleRef bundle, CFErrorRef* error);
 Boolean CFBundleLoadExecutable(CFBundleRef bundle);
-Boolean CFBundleIsExecutableLoaded(CFBundleRef bundle);
 
 // The address of the data symbol of that name, which holds a value of the type that the
 // symbol's name tells; NULL when the bundle exports no such symbol. Nothing is retained. A

@@ -107,6 +107,10 @@ std::string DataContents(const Object& object) {
 
 }  // namespace
 
+std::string_view BytesOf(const OpaqueCFData& data) {
+  return {reinterpret_cast<const char*>(data.bytes.data()), data.bytes.size()};
+}
+
 extern const ClassRecord kDataClass = {"CFData", Finalize<OpaqueCFData>, DataEqual, DataHash,
                                        DataContents};
 
@@ -130,12 +134,6 @@ CFDataRef CFDataCreate(CFAllocatorRef, const UInt8* bytes, CFIndex length) {
     return nullptr;
   }
   return cf::NewData(std::vector<UInt8>(bytes, bytes + length), false, 0);
-}
-
-CFDataRef CFDataCreateCopy(CFAllocatorRef, CFDataRef theData) {
-  CountCall();
-  const auto* data = Cast<OpaqueCFData>(theData, "CFDataCreateCopy");
-  return data != nullptr ? cf::NewData(data->bytes, false, 0) : nullptr;
 }
 
 CFMutableDataRef CFDataCreateMutable(CFAllocatorRef, CFIndex capacity) {
@@ -162,18 +160,6 @@ CFIndex CFDataGetLength(CFDataRef theData) {
   CountCall();
   const auto* data = Cast<OpaqueCFData>(theData, "CFDataGetLength");
   return data != nullptr ? cf::Length(*data) : 0;
-}
-
-const UInt8* CFDataGetBytePtr(CFDataRef theData) {
-  CountCall();
-  const auto* data = Cast<OpaqueCFData>(theData, "CFDataGetBytePtr");
-  return data != nullptr && !data->bytes.empty() ? data->bytes.data() : nullptr;
-}
-
-UInt8* CFDataGetMutableBytePtr(CFMutableDataRef theData) {
-  CountCall();
-  OpaqueCFData* data = cf::MutableData(theData, "CFDataGetMutableBytePtr");
-  return data != nullptr && !data->bytes.empty() ? data->bytes.data() : nullptr;
 }
 
 void CFDataGetBytes(CFDataRef theData, CFRange range, UInt8* buffer) {
@@ -208,17 +194,6 @@ void CFDataReplaceBytes(CFMutableDataRef theData, CFRange range, const UInt8* ne
 void CFDataDeleteBytes(CFMutableDataRef theData, CFRange range) {
   CountCall();
   cf::Replace(theData, range, nullptr, 0, "CFDataDeleteBytes");
-}
-
-void CFDataSetLength(CFMutableDataRef theData, CFIndex length) {
-  CountCall();
-  OpaqueCFData* data = cf::MutableData(theData, "CFDataSetLength");
-  if (data == nullptr) return;
-  if (length < 0 || !cf::Fits(*data, length)) {
-    Refuse("CFDataSetLength", "length outside what the data can hold");
-    return;
-  }
-  data->bytes.resize(static_cast<std::size_t>(length), 0);
 }
 
 }  // extern "C"

@@ -14,8 +14,6 @@ CFTypeID CFDataGetTypeID(void);
 
 // A new data object with a copy of `length` bytes; `bytes` may be NULL for a length of 0.
 CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length);
-// A new immutable data object with the bytes of `theData`.
-CFDataRef CFDataCreateCopy(CFAllocatorRef allocator, CFDataRef theData);
 // A new empty mutable data object that can grow to `capacity` bytes; 0 means without a limit.
 CFMutableDataRef CFDataCreateMutable(CFAllocatorRef allocator, CFIndex capacity);
 // A new mutable data object with the bytes of `theData`.
@@ -23,9 +21,6 @@ CFMutableDataRef CFDataCreateMutableCopy(CFAllocatorRef allocator, CFIndex capac
                                          CFDataRef theData);
 
 CFIndex CFDataGetLength(CFDataRef theData);
-// The bytes, borrowed: valid until the object changes or goes. NULL for no bytes.
-const UInt8* CFDataGetBytePtr(CFDataRef theData);
-UInt8* CFDataGetMutableBytePtr(CFMutableDataRef theData);
 // Copies the bytes of `range` to `buffer`.
 void CFDataGetBytes(CFDataRef theData, CFRange range, UInt8* buffer);
 
@@ -35,7 +30,5 @@ void CFDataAppendBytes(CFMutableDataRef theData, const UInt8* bytes, CFIndex len
 void CFDataReplaceBytes(CFMutableDataRef theData, CFRange range, const UInt8* newBytes,
                         CFIndex newLength);
 void CFDataDeleteBytes(CFMutableDataRef theData, CFRange range);
-// Cuts the object to `length` bytes or pads it with zero bytes to that length.
-void CFDataSetLength(CFMutableDataRef theData, CFIndex length);
 
 }  // extern "C"

@@ -94,20 +94,4 @@ CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef theDate) {
   return date != nullptr ? date->at : 0.0;
 }
 
-CFTimeInterval CFDateGetTimeIntervalSinceDate(CFDateRef theDate, CFDateRef otherDate) {
-  CountCall();
-  const auto* date = Cast<OpaqueCFDate>(theDate, "CFDateGetTimeIntervalSinceDate");
-  const auto* other = Cast<OpaqueCFDate>(otherDate, "CFDateGetTimeIntervalSinceDate");
-  return date != nullptr && other != nullptr ? date->at - other->at : 0.0;
-}
-
-CFComparisonResult CFDateCompare(CFDateRef theDate, CFDateRef otherDate, void*) {
-  CountCall();
-  const auto* date = Cast<OpaqueCFDate>(theDate, "CFDateCompare");
-  const auto* other = Cast<OpaqueCFDate>(otherDate, "CFDateCompare");
-  if (date == nullptr || other == nullptr) return kCFCompareEqualTo;
-  if (date->at < other->at) return kCFCompareLessThan;
-  return date->at > other->at ? kCFCompareGreaterThan : kCFCompareEqualTo;
-}
-
 }  // extern "C"

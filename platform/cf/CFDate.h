@@ -18,8 +18,5 @@ CFAbsoluteTime CFAbsoluteTimeGetCurrent(void);
 CFTypeID CFDateGetTypeID(void);
 CFDateRef CFDateCreate(CFAllocatorRef allocator, CFAbsoluteTime at);
 CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef theDate);
-// The seconds from `otherDate` to `theDate`.
-CFTimeInterval CFDateGetTimeIntervalSinceDate(CFDateRef theDate, CFDateRef otherDate);
-CFComparisonResult CFDateCompare(CFDateRef theDate, CFDateRef otherDate, void* context);
 
 }  // extern "C"

@@ -88,23 +88,6 @@ CFTypeID CFErrorGetTypeID(void) {
   return cf::kErrorTypeID;
 }
 
-CFErrorRef CFErrorCreate(CFAllocatorRef, CFErrorDomain domain, CFIndex code,
-                         CFDictionaryRef userInfo) {
-  CountCall();
-  if (cf::Expect(domain, cf::kStringTypeID, "CFErrorCreate") == nullptr) return nullptr;
-  if (userInfo != nullptr &&
-      cf::Expect(userInfo, cf::kDictionaryTypeID, "CFErrorCreate") == nullptr) {
-    return nullptr;
-  }
-  // Domain and information are copied: mutable ones given here may change afterwards.
-  CFDictionaryRef info =
-      userInfo != nullptr
-          ? CFDictionaryCreateCopy(nullptr, userInfo)
-          : CFDictionaryCreate(nullptr, nullptr, nullptr, 0, cf::TypeDictionaryKeyCallBacks(),
-                               cf::TypeDictionaryValueCallBacks());
-  return cf::Publish(new OpaqueCFError(CFStringCreateCopy(nullptr, domain), code, info));
-}
-
 CFErrorDomain CFErrorGetDomain(CFErrorRef err) {
   CountCall();
   const auto* error = Cast<OpaqueCFError>(err, "CFErrorGetDomain");
@@ -115,12 +98,6 @@ CFIndex CFErrorGetCode(CFErrorRef err) {
   CountCall();
   const auto* error = Cast<OpaqueCFError>(err, "CFErrorGetCode");
   return error != nullptr ? error->code : 0;
-}
-
-CFDictionaryRef CFErrorCopyUserInfo(CFErrorRef err) {
-  CountCall();
-  const auto* error = Cast<OpaqueCFError>(err, "CFErrorCopyUserInfo");
-  return error != nullptr ? static_cast<CFDictionaryRef>(CFRetain(error->userInfo)) : nullptr;
 }
 
 CFStringRef CFErrorCopyDescription(CFErrorRef err) {

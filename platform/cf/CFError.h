@@ -13,15 +13,9 @@ using CFErrorRef = OpaqueCFError*;
 extern "C" {
 
 CFTypeID CFErrorGetTypeID(void);
-// A new error. The domains of the platform ("kCFErrorDomainPOSIX", ...) are data symbols of
-// the framework bundles. `userInfo` may be NULL; the error keeps a copy of it.
-CFErrorRef CFErrorCreate(CFAllocatorRef allocator, CFErrorDomain domain, CFIndex code,
-                         CFDictionaryRef userInfo);
 // The domain, borrowed from the error (Get rule).
 CFErrorDomain CFErrorGetDomain(CFErrorRef err);
 CFIndex CFErrorGetCode(CFErrorRef err);
-// A new dictionary (Copy rule) of the further information; empty when there is none.
-CFDictionaryRef CFErrorCopyUserInfo(CFErrorRef err);
 // A new string (Copy rule): the string under "NSLocalizedDescription"
 // (kCFErrorLocalizedDescriptionKey) of the user info where there is one, else
 // "The operation couldn’t be completed. (<domain> error <code>.)"

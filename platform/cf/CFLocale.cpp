@@ -50,28 +50,11 @@ bool LocaleName(CFLocaleRef locale, std::string_view function, std::string* icuN
 
 extern "C" {
 
-CFTypeID CFLocaleGetTypeID(void) {
-  cf::CountCall();
-  return cf::kLocaleTypeID;
-}
-
 CFLocaleRef CFLocaleGetSystem(void) {
   cf::CountCall();
   static const CFLocaleRef system =
       cf::PublishConstant(new OpaqueCFLocale(cf::MakeConstantString("")));
   return system;
-}
-
-CFLocaleRef CFLocaleCreate(CFAllocatorRef, CFStringRef localeIdentifier) {
-  cf::CountCall();
-  if (cf::Expect(localeIdentifier, cf::kStringTypeID, "CFLocaleCreate") == nullptr) return nullptr;
-  return cf::Publish(new OpaqueCFLocale(cf::MakeString(cf::UTF8Of(localeIdentifier))));
-}
-
-CFStringRef CFLocaleGetIdentifier(CFLocaleRef locale) {
-  cf::CountCall();
-  const auto* object = cf::Cast<OpaqueCFLocale>(locale, "CFLocaleGetIdentifier");
-  return object != nullptr ? object->identifier : nullptr;
 }
 
 }  // extern "C"

@@ -314,12 +314,6 @@ CFNumberType CFNumberGetType(CFNumberRef number) {
   return n != nullptr ? n->type : CFNumberType{0};
 }
 
-CFIndex CFNumberGetByteSize(CFNumberRef number) {
-  CountCall();
-  const auto* n = Cast<OpaqueCFNumber>(number, "CFNumberGetByteSize");
-  return n != nullptr ? cf::KindOf(n->type)->bytes : 0;
-}
-
 Boolean CFNumberIsFloatType(CFNumberRef number) {
   CountCall();
   const auto* n = Cast<OpaqueCFNumber>(number, "CFNumberIsFloatType");
@@ -337,14 +331,6 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePt
   }
   if (!kind->isFloat) return cf::StoreInteger(*n, kind->bytes, valuePtr);
   return kind->bytes == 4 ? cf::StoreFloat32(*n, valuePtr) : cf::StoreFloat64(*n, valuePtr);
-}
-
-CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef otherNumber, void*) {
-  CountCall();
-  const auto* a = Cast<OpaqueCFNumber>(number, "CFNumberCompare");
-  const auto* b = Cast<OpaqueCFNumber>(otherNumber, "CFNumberCompare");
-  if (a == nullptr || b == nullptr) return kCFCompareEqualTo;
-  return static_cast<CFComparisonResult>(cf::CompareNumbers(*a, *b));
 }
 
 CFTypeID CFBooleanGetTypeID(void) {

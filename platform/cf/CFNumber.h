@@ -40,17 +40,12 @@ CFTypeID CFNumberGetTypeID(void);
 // NULL for a kind that is no CFNumberType. The number keeps the kind it was made from.
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType theType, const void* valuePtr);
 CFNumberType CFNumberGetType(CFNumberRef number);
-// The size in bytes of the number's kind.
-CFIndex CFNumberGetByteSize(CFNumberRef number);
 Boolean CFNumberIsFloatType(CFNumberRef number);
 // Stores the value as kind `theType` at `valuePtr`. False when that loses something: a value
 // out of the kind's range (stored cut to its low bits for an integer kind, or saturated from a
 // float), a fraction, a NaN or an infinity going to an integer kind, or digits that the float
 // kind can't hold. The nearest value of the kind is stored all the same.
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr);
-// Compares the values exactly, whatever their kinds. NaN is below every other value and equal
-// to itself.
-CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef otherNumber, void* context);
 
 CFTypeID CFBooleanGetTypeID(void);
 Boolean CFBooleanGetValue(CFBooleanRef boolean);

@@ -241,8 +241,7 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef, CFDataRef data, C
   cf::CountCall();
   if (error != nullptr) *error = nullptr;
   if (cf::Expect(data, cf::kDataTypeID, "CFPropertyListCreateWithData") == nullptr) return nullptr;
-  const std::string_view bytes(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
-                               static_cast<std::size_t>(CFDataGetLength(data)));
+  const std::string_view bytes = cf::BytesOf(*data);
   const char* why = nullptr;
   CFPropertyListRef list = cf::PropertyListFromBytes(bytes, format, &why);
   if (list == nullptr && error != nullptr) {

@@ -2,7 +2,6 @@
 
 #include <unicode/ustring.h>
 
-#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -71,11 +70,6 @@ std::string EncodeCodePoint(char32_t cp, CFStringEncoding encoding) {
       break;
   }
   return out;
-}
-
-bool KnownEncoding(CFStringEncoding encoding) {
-  return encoding == kCFStringEncodingASCII || encoding == kCFStringEncodingISOLatin1 ||
-         encoding == kCFStringEncodingUTF8;
 }
 
 // The text of `length` bytes in `encoding`, or nullopt when they are not text in it.
@@ -292,12 +286,6 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex 
   return text ? cf::NewString(std::move(*text)) : nullptr;
 }
 
-CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef theString) {
-  CountCall();
-  const auto* string = Cast<OpaqueCFString>(theString, "CFStringCreateCopy");
-  return string != nullptr ? cf::NewString(string->text) : nullptr;
-}
-
 CFMutableStringRef CFStringCreateMutable(CFAllocatorRef, CFIndex maxLength) {
   CountCall();
   if (maxLength < 0) {
@@ -307,36 +295,10 @@ CFMutableStringRef CFStringCreateMutable(CFAllocatorRef, CFIndex maxLength) {
   return cf::NewString(std::u16string(), true, maxLength);
 }
 
-CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex maxLength,
-                                             CFStringRef theString) {
-  CountCall();
-  const auto* string = Cast<OpaqueCFString>(theString, "CFStringCreateMutableCopy");
-  if (string == nullptr) return nullptr;
-  if (maxLength < 0 ||
-      (maxLength > 0 && string->text.size() > static_cast<std::size_t>(maxLength))) {
-    Refuse("CFStringCreateMutableCopy", "the text is longer than the maximum length");
-    return nullptr;
-  }
-  return cf::NewString(string->text, true, maxLength);
-}
-
 CFIndex CFStringGetLength(CFStringRef theString) {
   CountCall();
   const auto* string = Cast<OpaqueCFString>(theString, "CFStringGetLength");
   return string != nullptr ? static_cast<CFIndex>(string->text.size()) : 0;
-}
-
-CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding) {
-  CountCall();
-  if (length < 0) {
-    Refuse("CFStringGetMaximumSizeForEncoding", "negative length");
-    return kCFNotFound;
-  }
-  if (!cf::KnownEncoding(encoding)) return kCFNotFound;
-  // A UTF-16 unit takes at most three bytes of UTF-8; a pair of them takes four.
-  const CFIndex perUnit = encoding == kCFStringEncodingUTF8 ? 3 : 1;
-  if (length > LONG_MAX / perUnit) return kCFNotFound;
-  return length * perUnit;
 }
 
 Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize,
@@ -394,24 +356,6 @@ void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString) {
   if (string == nullptr || appended == nullptr) return;
   const std::u16string text = appended->text;  // it may be the string itself
   cf::AppendText(*string, text, "CFStringAppend");
-}
-
-void CFStringAppendCString(CFMutableStringRef theString, const char* cStr,
-                           CFStringEncoding encoding) {
-  CountCall();
-  OpaqueCFString* string = cf::MutableString(theString, "CFStringAppendCString");
-  if (string == nullptr) return;
-  if (cStr == nullptr) {
-    Refuse("CFStringAppendCString", "NULL argument");
-    return;
-  }
-  const auto text = cf::Decode(reinterpret_cast<const UInt8*>(cStr),
-                               static_cast<CFIndex>(std::strlen(cStr)), encoding);
-  if (!text) {
-    Refuse("CFStringAppendCString", "the bytes are not text in that encoding");
-    return;
-  }
-  cf::AppendText(*string, *text, "CFStringAppendCString");
 }
 
 void CFStringLowercase(CFMutableStringRef theString, CFLocaleRef locale) {

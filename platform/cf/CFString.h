@@ -25,18 +25,10 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr,
 // a UTF-8 byte order mark at the start is dropped.
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex numBytes,
                                     CFStringEncoding encoding, Boolean isExternalRepresentation);
-// A new immutable string of the same text.
-CFStringRef CFStringCreateCopy(CFAllocatorRef alloc, CFStringRef theString);
 // A new empty mutable string that can grow to `maxLength` units; 0 means without a limit.
 CFMutableStringRef CFStringCreateMutable(CFAllocatorRef alloc, CFIndex maxLength);
-// A new mutable string with the text of `theString`.
-CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef alloc, CFIndex maxLength,
-                                             CFStringRef theString);
 
 CFIndex CFStringGetLength(CFStringRef theString);
-// The most bytes that `length` units can take in `encoding`; kCFNotFound for an encoding
-// that is not converted or a size that doesn't fit a CFIndex.
-CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
 // Writes the text with a terminating zero byte into `buffer` of `bufferSize` bytes. False,
 // with nothing written, when it doesn't fit or a character has no form in `encoding`.
 Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize,
@@ -51,8 +43,6 @@ CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding 
 
 // Appends to a mutable string; refused beyond its maximum length.
 void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString);
-void CFStringAppendCString(CFMutableStringRef theString, const char* cStr,
-                           CFStringEncoding encoding);
 // Maps a mutable string to lower or upper case by the rules of `locale` (NULL: the rules of
 // no particular language). Full mappings apply, so the length may change ("ß" becomes "SS").
 void CFStringLowercase(CFMutableStringRef theString, CFLocaleRef locale);

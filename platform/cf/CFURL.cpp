@@ -227,6 +227,16 @@ std::string URLContents(const Object& object) {
 
 }  // namespace
 
+const OpaqueCFURL* NewRelativeFileURL(std::string_view path, bool isDirectory,
+                                      const OpaqueCFURL* base) {
+  std::string text = EscapePath(path, true);
+  // A first segment with a ":" would read as a scheme.
+  const std::size_t colon = text.find(':');
+  if (colon != std::string::npos && colon < text.find('/')) text.insert(0, "./");
+  if (isDirectory && text.back() != '/') text += '/';
+  return NewURL(std::move(text), base);
+}
+
 std::optional<std::string> FileSystemPathOf(const OpaqueCFURL* url) {
   return PathFor(*url, true);
 }
@@ -273,26 +283,6 @@ CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef, CFStringRef filePath,
     path = prefix + path;
   }
   return cf::NewURL(cf::FileURLText(path, isDirectory), nullptr);
-}
-
-CFURLRef CFURLCreateWithFileSystemPathRelativeToBase(CFAllocatorRef allocator, CFStringRef filePath,
-                                                     CFURLPathStyle pathStyle, Boolean isDirectory,
-                                                     CFURLRef baseURL) {
-  CountCall();
-  const char* const function = "CFURLCreateWithFileSystemPathRelativeToBase";
-  if (cf::Expect(filePath, cf::kStringTypeID, function) == nullptr) return nullptr;
-  if (baseURL != nullptr && Cast<OpaqueCFURL>(baseURL, function) == nullptr) return nullptr;
-  const std::string path = cf::UTF8Of(filePath);
-  if (baseURL == nullptr || path.empty() || path.front() == '/' ||
-      pathStyle != kCFURLPOSIXPathStyle) {
-    return CFURLCreateWithFileSystemPath(allocator, filePath, pathStyle, isDirectory);
-  }
-  std::string text = cf::EscapePath(path, true);
-  // A first segment with a ":" would read as a scheme.
-  const std::size_t colon = text.find(':');
-  if (colon != std::string::npos && colon < text.find('/')) text.insert(0, "./");
-  if (isDirectory && text.back() != '/') text += '/';
-  return cf::NewURL(std::move(text), baseURL);
 }
 
 CFURLRef CFURLCopyAbsoluteURL(CFURLRef relativeURL) {

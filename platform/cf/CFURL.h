@@ -27,12 +27,6 @@ CFURLRef CFURLCreateWithString(CFAllocatorRef allocator, CFStringRef URLString, 
 // which this stand-in does not know.
 CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef allocator, CFStringRef filePath,
                                        CFURLPathStyle pathStyle, Boolean isDirectory);
-// A new URL (Create rule) of a POSIX path: an absolute path as CFURLCreateWithFileSystemPath
-// makes it; a relative one as a URL relative to `baseURL`, which is retained (with no base,
-// relative to the current folder).
-CFURLRef CFURLCreateWithFileSystemPathRelativeToBase(CFAllocatorRef allocator, CFStringRef filePath,
-                                                     CFURLPathStyle pathStyle, Boolean isDirectory,
-                                                     CFURLRef baseURL);
 // A new URL (Create rule) of the URL resolved against its base, with no base.
 CFURLRef CFURLCopyAbsoluteURL(CFURLRef relativeURL);
 // A new URL (Create rule) with `pathComponent` appended to the path (escaped where a URL must

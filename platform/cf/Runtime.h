@@ -17,6 +17,7 @@
 struct CFArrayCallBacks;
 struct CFDictionaryKeyCallBacks;
 struct CFDictionaryValueCallBacks;
+struct OpaqueCFData;
 struct OpaqueCFURL;
 struct OpaqueCFDictionary;
 
@@ -178,6 +179,14 @@ const CFDictionaryValueCallBacks* TypeDictionaryValueCallBacks();
 // or nullptr.
 void* FrameworkDataSymbol(std::string_view name);
 void* FrameworkFunction(std::string_view name);
+
+// The bytes of a live data object, borrowed: valid until the object changes or goes.
+std::string_view BytesOf(const OpaqueCFData& data);
+
+// A new URL (count 1) of a relative POSIX path, which must not be empty, relative to the live
+// URL `base`, which it retains.
+const OpaqueCFURL* NewRelativeFileURL(std::string_view path, bool isDirectory,
+                                      const OpaqueCFURL* base);
 
 // The file-system path of a "file" URL, resolved against its base; nothing for any other URL
 // and for a path that holds a zero byte. A folder's path has no "/" at its end.

@@ -2,8 +2,10 @@
 
 #include <functional>
 #include <limits>
+#include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "tests/cf/LiveObjectCheck.h"
 #include "tests/cf/Support.h"
@@ -11,134 +13,36 @@
 namespace cf_test {
 namespace {
 
-TEST(RuntimeTest, EachTypeHasItsOwnIdAndName) {
-  const struct {
-    CFTypeID (*getTypeID)();
-    const char* name;
-  } kTypes[] = {
-      {CFArrayGetTypeID, "CFArray"},   {CFBooleanGetTypeID, "CFBoolean"},
-      {CFBundleGetTypeID, "CFBundle"}, {CFDataGetTypeID, "CFData"},
-      {CFDateGetTypeID, "CFDate"},     {CFDictionaryGetTypeID, "CFDictionary"},
-      {CFErrorGetTypeID, "CFError"},   {CFNullGetTypeID, "CFNull"},
-      {CFNumberGetTypeID, "CFNumber"}, {CFStringGetTypeID, "CFString"},
-      {CFURLGetTypeID, "CFURL"},       {CFLocaleGetTypeID, "CFLocale"},
-  };
-  std::set<CFTypeID> seen;
-  for (const auto& type : kTypes) {
-    const CFTypeID id = type.getTypeID();
-    EXPECT_NE(id, 0u) << type.name;
-    EXPECT_TRUE(seen.insert(id).second) << type.name << " shares its id";
-    EXPECT_EQ(TakeText(CFCopyTypeIDDescription(id)), type.name);
-  }
-  // No type has id 0, and an id beyond the types names none.
-  EXPECT_EQ(CFCopyTypeIDDescription(0), nullptr);
-  EXPECT_EQ(CFCopyTypeIDDescription(*seen.rbegin() + 1), nullptr);
+const auto* ArrayCallBacks() {
+  return static_cast<const CFArrayCallBacks*>(
+      SymbolAddress("com.apple.CoreFoundation", "kCFTypeArrayCallBacks"));
 }
 
-TEST(RuntimeTest, ConstantsAreNeverFreedAndTheirCountNeverMoves) {
-  const CFTypeRef constants[] = {
-      Symbol<CFBooleanRef>("kCFBooleanTrue"), Symbol<CFNumberRef>("kCFNumberNaN"),
-      Symbol<CFNullRef>("kCFNull"), CFLocaleGetSystem(),
-      CFBundleGetBundleWithIdentifier(Owned<CFStringRef>(NewString("com.apple.Carbon")))};
-  const std::int64_t live = cf::LiveObjects();
-  for (CFTypeRef constant : constants) {
-    ASSERT_NE(constant, nullptr);
-    const CFIndex count = CFGetRetainCount(constant);
-    EXPECT_EQ(count, std::numeric_limits<CFIndex>::max());
-    for (int i = 0; i < 3; ++i)
-      CFRelease(constant);
-    CFRetain(constant);
-    EXPECT_EQ(CFGetRetainCount(constant), count);
-    EXPECT_NE(CFGetTypeID(constant), 0u);  // still alive after more releases than retains
-  }
-  EXPECT_EQ(cf::LiveObjects(), live);
+CFArrayRef NewArray(std::vector<CFTypeRef> values) {
+  return CFArrayCreate(nullptr, values.data(), static_cast<CFIndex>(values.size()),
+                       ArrayCallBacks());
 }
 
-// Every call that the platform would not survive is refused: nothing changes, one refusal is
-// counted, and the answer is 0, false or NULL.
-TEST(RuntimeTest, ArgumentsThePlatformDoesNotAcceptAreRefused) {
-  ExpectRefusals();
-  const Owned<CFStringRef> string(NewString("abc"));
-  const Owned<CFDataRef> data(NewData("abc"));
-  CFDataRef freed = NewData("gone");
-  CFRelease(freed);
-  const struct {
-    const char* why;
-    std::function<bool()> call;  // true when the answer is the refusal's
-  } kRows[] = {
-      {"retain NULL", [] { return CFRetain(nullptr) == nullptr; }},
-      {"type of a freed object", [&] { return CFGetTypeID(freed) == 0; }},
-      {"release a freed object", [&] { return CFRelease(freed), true; }},
-      {"equal with NULL", [&] { return !CFEqual(string, nullptr); }},
-      {"data as a string",
-       [&] { return CFStringGetLength(reinterpret_cast<CFStringRef>(data.get())) == 0; }},
-      {"append to an immutable string",
-       [&] {
-         CFStringAppend(const_cast<CFMutableStringRef>(string.get()), string);
-         return Text(string) == "abc";
-       }},
-      {"append to an immutable data object",
-       [&] {
-         CFDataAppendBytes(const_cast<CFMutableDataRef>(data.get()),
-                           reinterpret_cast<const UInt8*>("x"), 1);
-         return Bytes(data) == "abc";
-       }},
-      {"number of no kind",
-       [] { return CFNumberCreate(nullptr, CFNumberType{17}, "") == nullptr; }},
-      {"bundle with a NULL identifier",
-       [] { return CFBundleGetBundleWithIdentifier(nullptr) == nullptr; }},
-  };
-  for (const auto& row : kRows) {
-    const CallCounter counter;
-    EXPECT_TRUE(row.call()) << row.why;
-    EXPECT_EQ(counter.Refusals(), 1) << row.why;
-  }
+// A new dictionary of the keys, each mapped to its value or, with no values, to itself.
+CFDictionaryRef NewDictionary(std::vector<CFTypeRef> keys, std::vector<CFTypeRef> values = {}) {
+  if (values.empty()) values = keys;
+  return CFDictionaryCreate(nullptr, keys.data(), values.data(), static_cast<CFIndex>(keys.size()),
+                            static_cast<const CFDictionaryKeyCallBacks*>(
+                                SymbolAddress("com.apple.Carbon", "kCFTypeDictionaryKeyCallBacks")),
+                            static_cast<const CFDictionaryValueCallBacks*>(SymbolAddress(
+                                "com.apple.Carbon", "kCFTypeDictionaryValueCallBacks")));
 }
 
-TEST(RuntimeTest, EqualityIsByValueWithinATypeAndHashesAgree) {
-  const double one = 1.0;
-  const SInt8 oneByte = 1;
-  const SInt64 big = (SInt64{1} << 53) + 1;
-  const double bigAsDouble = 9007199254740992.0;  // 2^53, the nearest double to `big`
-  const struct {
-    const char* why;
-    CFTypeRef a;
-    CFTypeRef b;
-    bool equal;
-  } kRows[] = {
-      {"strings of one text", NewString("grüße"), NewString("grüße"), true},
-      {"strings differing in case", NewString("a"), NewString("A"), false},
-      {"data of the same bytes", NewData("\x01\x02"), NewData("\x01\x02"), true},
-      {"a string and data of its bytes", NewString("ab"), NewData("ab"), false},
-      {"1 as a byte and as a double", CFNumberCreate(nullptr, kCFNumberSInt8Type, &oneByte),
-       CFNumberCreate(nullptr, kCFNumberFloat64Type, &one), true},
-      {"2^53 + 1 and the double next to it", CFNumberCreate(nullptr, kCFNumberSInt64Type, &big),
-       CFNumberCreate(nullptr, kCFNumberFloat64Type, &bigAsDouble), false},
-      {"dates of one moment", CFDateCreate(nullptr, 5.25), CFDateCreate(nullptr, 5.25), true},
-      {"errors of one domain and code",
-       CFErrorCreate(nullptr, Owned<CFStringRef>(NewString("d")), 7, nullptr),
-       CFErrorCreate(nullptr, Owned<CFStringRef>(NewString("d")), 7, nullptr), true},
-      {"errors of two codes",
-       CFErrorCreate(nullptr, Owned<CFStringRef>(NewString("d")), 7, nullptr),
-       CFErrorCreate(nullptr, Owned<CFStringRef>(NewString("d")), 8, nullptr), false},
-  };
-  for (const auto& row : kRows) {
-    const Owned<CFTypeRef> a(row.a);
-    const Owned<CFTypeRef> b(row.b);
-    EXPECT_EQ(CFEqual(a, b), row.equal) << row.why;
-    EXPECT_EQ(CFEqual(b, a), row.equal) << row.why;
-    EXPECT_TRUE(CFEqual(a, a)) << row.why;
-    if (row.equal) {
-      EXPECT_EQ(CFHash(a), CFHash(b)) << row.why;
-    }
-  }
-  EXPECT_FALSE(
-      CFEqual(Symbol<CFBooleanRef>("kCFBooleanTrue"), Symbol<CFBooleanRef>("kCFBooleanFalse")));
+CFURLRef NewURL(const char* text, CFURLRef base = nullptr) {
+  return CFURLCreateWithString(nullptr, Owned<CFStringRef>(NewString(text)), base);
 }
 
-// A description names the type, the object's address and its value.
-TEST(RuntimeTest, DescriptionsNameTypeAddressAndValue) {
+// Each type's class record gives its name and describes its objects by type, address and
+// value; no two types share an id.
+TEST(RuntimeTest, EachTypeHasItsOwnIdNameAndDescription) {
   const SInt32 answer = -42;
+  CFErrorRef error = nullptr;
+  CFPropertyListCreateWithData(nullptr, Owned<CFDataRef>(NewData("")), 0, nullptr, &error);
   const struct {
     CFTypeRef object;
     bool owned;
@@ -152,13 +56,22 @@ TEST(RuntimeTest, DescriptionsNameTypeAddressAndValue) {
       {Symbol<CFNumberRef>("kCFNumberNegativeInfinity"), false, "CFNumber", "-infinity"},
       {Symbol<CFBooleanRef>("kCFBooleanTrue"), false, "CFBoolean", "value = true"},
       {CFDateCreate(nullptr, 86400.0 * 366 + 3661), true, "CFDate", "2002-01-02 01:01:01 +0000"},
-      {CFErrorCreate(nullptr, Owned<CFStringRef>(NewString("dom")), 3, nullptr), true, "CFError",
-       "domain = dom, code = 3"},
+      {NewArray({}), true, "CFArray", "count = 0"},
+      {NewDictionary({}), true, "CFDictionary", "count = 0"},
       {Symbol<CFNullRef>("kCFNull"), false, "CFNull", ""},
       {CFBundleGetBundleWithIdentifier(Owned<CFStringRef>(NewString("com.apple.Carbon"))), false,
-       "CFBundle", "com.apple.Carbon"},
+       "CFBundle", "identifier = com.apple.Carbon"},
+      {NewURL("http://h/"), true, "CFURL", "string = http://h/"},
+      {CFLocaleGetSystem(), false, "CFLocale", "identifier = ''"},
+      {error, true, "CFError", "domain = NSCocoaErrorDomain, code = 3840"},
   };
+  std::map<std::string, CFTypeID> ids;
+  std::set<CFTypeID> distinct;
   for (const auto& row : kRows) {
+    const CFTypeID id = CFGetTypeID(row.object);
+    EXPECT_EQ(TakeText(CFCopyTypeIDDescription(id)), row.type);
+    EXPECT_EQ(ids.emplace(row.type, id).first->second, id) << row.type;
+    distinct.insert(id);
     const std::string description = TakeText(CFCopyDescription(row.object));
     char address[32];
     std::snprintf(address, sizeof address, "%p", row.object);
@@ -167,17 +80,141 @@ TEST(RuntimeTest, DescriptionsNameTypeAddressAndValue) {
     EXPECT_NE(description.find(row.value), std::string::npos) << description;
     if (row.owned) CFRelease(row.object);
   }
+  EXPECT_EQ(distinct.size(), ids.size()) << "two types share an id";
+  EXPECT_EQ(distinct.count(0), 0u);
+  EXPECT_EQ(CFCopyTypeIDDescription(0), nullptr);
+  EXPECT_EQ(CFCopyTypeIDDescription(*distinct.rbegin() + 1), nullptr);
 }
 
-TEST(RuntimeTest, ShowWritesAStringsTextOrADescription) {
-  const Owned<CFStringRef> string(NewString("plain text"));
-  const Owned<CFDataRef> data(NewData("\x7f"));
-  testing::internal::CaptureStderr();
-  CFShow(string);
-  CFShow(data);
-  CFShow(nullptr);
-  const std::string shown = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(shown, "plain text\n" + TakeText(CFCopyDescription(data)) + "\n(null)\n");
+TEST(RuntimeTest, ConstantsAreNeverFreedAndTheirCountNeverMoves) {
+  const CFTypeRef constants[] = {
+      Symbol<CFBooleanRef>("kCFBooleanTrue"), Symbol<CFNumberRef>("kCFNumberNaN"),
+      Symbol<CFNullRef>("kCFNull"), CFLocaleGetSystem(),
+      CFBundleGetBundleWithIdentifier(Owned<CFStringRef>(NewString("com.apple.Carbon")))};
+  const std::int64_t live = cf::LiveObjects();
+  for (CFTypeRef constant : constants) {
+    ASSERT_NE(constant, nullptr);
+    EXPECT_EQ(CFGetRetainCount(constant), std::numeric_limits<CFIndex>::max());
+    for (int i = 0; i < 3; ++i)
+      CFRelease(constant);
+    CFRetain(constant);
+    EXPECT_EQ(CFGetRetainCount(constant), std::numeric_limits<CFIndex>::max());
+    EXPECT_NE(CFGetTypeID(constant), 0u);  // still alive after more releases than retains
+  }
+  EXPECT_EQ(cf::LiveObjects(), live);
+}
+
+// Every call that the platform would not survive is refused: nothing changes, one refusal is
+// counted, and the answer is 0, false or NULL.
+TEST(RuntimeTest, ArgumentsThePlatformDoesNotAcceptAreRefused) {
+  ExpectRefusals();
+  const Owned<CFStringRef> string(NewString("abc"));
+  const Owned<CFDataRef> data(NewData("abc"));
+  const Owned<CFDictionaryRef> dictionary(NewDictionary({string}));
+  const Owned<CFMutableStringRef> text(CFStringCreateMutable(nullptr, 3));
+  CFStringAppend(text, string);
+  const Owned<CFMutableArrayRef> full(CFArrayCreateMutable(nullptr, 1, ArrayCallBacks()));
+  CFArrayAppendValue(full, string);
+  const Owned<CFMutableDataRef> bytes(CFDataCreateMutable(nullptr, 4));
+  CFDataAppendBytes(bytes, reinterpret_cast<const UInt8*>("abc"), 3);
+  const Owned<CFURLRef> url(NewURL("http://h/"));
+  CFDataRef freed = NewData("gone");
+  CFRelease(freed);
+  const auto x = reinterpret_cast<const UInt8*>("xy");
+  UInt8 buffer[8] = {};
+  const struct {
+    const char* why;
+    std::function<bool()> call;  // true when the answer is the refusal's
+  } kRows[] = {
+      {"retain NULL", [] { return CFRetain(nullptr) == nullptr; }},
+      {"type of a freed object", [&] { return CFGetTypeID(freed) == 0; }},
+      {"release a freed object", [&] { return CFRelease(freed), true; }},
+      {"equal with NULL", [&] { return !CFEqual(string, nullptr); }},
+      {"data as a string",
+       [&] { return CFStringGetLength(reinterpret_cast<CFStringRef>(data.get())) == 0; }},
+      {"append to an immutable string",
+       [&] { return CFStringAppend(const_cast<CFMutableStringRef>(string.get()), string), true; }},
+      {"append past a string's maximum length", [&] { return CFStringAppend(text, string), true; }},
+      {"number of no kind",
+       [] { return CFNumberCreate(nullptr, CFNumberType{17}, "") == nullptr; }},
+      {"array index past the end", [&] { return CFArrayGetValueAtIndex(full, 1) == nullptr; }},
+      {"append to a full array", [&] { return CFArrayAppendValue(full, string), true; }},
+      {"set past the end of an array",
+       [&] { return CFArraySetValueAtIndex(full, 2, string), true; }},
+      {"NULL kept by retaining callbacks",
+       [&] { return CFArraySetValueAtIndex(full, 0, nullptr), true; }},
+      {"set in an immutable dictionary",
+       [&] {
+         CFDictionarySetValue(const_cast<CFMutableDictionaryRef>(dictionary.get()), data, data);
+         return true;
+       }},
+      {"append to immutable data",
+       [&] { return CFDataAppendBytes(const_cast<CFMutableDataRef>(data.get()), x, 1), true; }},
+      {"grow data past its capacity", [&] { return CFDataAppendBytes(bytes, x, 2), true; }},
+      {"append from NULL", [&] { return CFDataAppendBytes(bytes, nullptr, 1), true; }},
+      {"delete past the end", [&] { return CFDataDeleteBytes(bytes, CFRangeMake(2, 2)), true; }},
+      {"a range of negative length",
+       [&] { return CFDataReplaceBytes(bytes, CFRangeMake(1, -1), x, 1), true; }},
+      {"read past the end", [&] { return CFDataGetBytes(data, CFRangeMake(1, 3), buffer), true; }},
+      {"URL of NULL", [] { return CFURLCreateWithString(nullptr, nullptr, nullptr) == nullptr; }},
+      {"path into no buffer",
+       [&] { return !CFURLGetFileSystemRepresentation(url, true, nullptr, 8); }},
+  };
+  for (const auto& row : kRows) {
+    const CallCounter counter;
+    EXPECT_TRUE(row.call()) << row.why;
+    EXPECT_EQ(counter.Refusals(), 1) << row.why;
+  }
+  EXPECT_EQ(Text(string) + Text(text) + Bytes(data) + Bytes(bytes), "abcabcabcabc");
+  EXPECT_EQ(CFArrayGetCount(full) + CFDictionaryGetCount(dictionary) + buffer[0], 2);
+}
+
+TEST(RuntimeTest, EqualityIsByValueWithinATypeAndHashesAgree) {
+  const double one = 1.0;
+  const SInt8 oneByte = 1;
+  const SInt64 big = (SInt64{1} << 53) + 1;
+  const double bigAsDouble = 9007199254740992.0;  // 2^53, the nearest double to `big`
+  const Owned<CFStringRef> a(NewString("a"));
+  const Owned<CFStringRef> a2(NewString("a"));
+  const Owned<CFStringRef> b(NewString("b"));
+  const Owned<CFURLRef> base(NewURL("http://b/"));
+  const void* twoKeys[] = {a.get(), a2.get()};
+  const void* twoValues[] = {b.get(), b.get()};
+  const struct {
+    const char* why;
+    CFTypeRef x;
+    CFTypeRef y;
+    bool equal;
+  } kRows[] = {
+      {"strings of one text", NewString("grüße"), NewString("grüße"), true},
+      {"strings differing in case", NewString("a"), NewString("A"), false},
+      {"data of the same bytes", NewData("\x01\x02"), NewData("\x01\x02"), true},
+      {"a string and data of its bytes", NewString("ab"), NewData("ab"), false},
+      {"1 as a byte and as a double", CFNumberCreate(nullptr, kCFNumberSInt8Type, &oneByte),
+       CFNumberCreate(nullptr, kCFNumberFloat64Type, &one), true},
+      {"2^53 + 1 and the double next to it", CFNumberCreate(nullptr, kCFNumberSInt64Type, &big),
+       CFNumberCreate(nullptr, kCFNumberFloat64Type, &bigAsDouble), false},
+      {"dates of one moment", CFDateCreate(nullptr, 5.25), CFDateCreate(nullptr, 5.25), true},
+      {"arrays of equal values", NewArray({a, b}), NewArray({a2, b}), true},
+      {"arrays in another order", NewArray({a, b}), NewArray({b, a}), false},
+      {"an array and its start", NewArray({a, b}), NewArray({a}), false},
+      {"dictionaries of equal entries", NewDictionary({a, b}), NewDictionary({b, a2}), true},
+      {"a dictionary and a part of it", NewDictionary({a, b}), NewDictionary({a}), false},
+      // Keys by identity: two keys "a", each found in the other by value, and one value.
+      {"dictionaries of two sizes, every entry found",
+       CFDictionaryCreate(nullptr, twoKeys, twoValues, 2, nullptr, nullptr),
+       NewDictionary({a}, {b}), false},
+      {"URLs of one text and base", NewURL("p", base), NewURL("p", base), true},
+      {"URLs of one text, one with a base", NewURL("p", base), NewURL("p"), false},
+  };
+  for (const auto& row : kRows) {
+    const Owned<CFTypeRef> x(row.x);
+    const Owned<CFTypeRef> y(row.y);
+    EXPECT_EQ(CFEqual(x, y), row.equal) << row.why;
+    EXPECT_EQ(CFEqual(y, x), row.equal) << row.why;
+    EXPECT_TRUE(CFEqual(x, x)) << row.why;
+    EXPECT_TRUE(!row.equal || CFHash(x) == CFHash(y)) << row.why;
+  }
 }
 
 }  // namespace

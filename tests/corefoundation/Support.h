@@ -39,4 +39,13 @@ bool IsExactly(const Ref<CFType>& wrapper) {
   return !wrapper.IsNil() && typeid(*wrapper) == typeid(T);
 }
 
+// A new error (Create rule): the one that bytes which are no property list give.
+inline CFErrorRef NewError() {
+  CFErrorRef error = nullptr;
+  EXPECT_EQ(
+      CFPropertyListCreateWithData(nullptr, Owned<CFDataRef>(NewData("")), 0, nullptr, &error),
+      nullptr);
+  return error;
+}
+
 }  // namespace corefoundation_test
