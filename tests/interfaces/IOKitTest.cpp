@@ -56,14 +56,12 @@ TEST(IOKitTest, TheBuiltInAndThePrimaryInterfacesOfMachines) {
       {{{"c", 10, kA, Pci(3)}, {"a", 2, kB, Virtio(4)}, {"b", 9, kA, PlatformBus("e")}},
        DefaultRoute("b"),
        "a=0B02 b=0A01 c=0A01 | b=0A01"},
-      // USB NICs and what hangs below one, bridges and veth aren't built in; routed: primary
-      {{{"eth0", 2, kA, Pci(3)},
-        {"usb0", 3, kB, Usb(2)},
-        {"wwan0", 4, kB, Usb(3, "wwan_dev")},
-        {"br0", 5, kB},
-        {"veth1", 6, kB}},
+      // USB NICs and what hangs below one aren't built in; routed, one is primary.
+      {{{"eth0", 2, kA, Pci(3)}, {"usb0", 3, kB, Usb(2)}, {"wwan0", 4, kB, Usb(3, "wwan_dev")}},
        DefaultRoute("usb0"),
        "eth0=0A01 | usb0=0B02"},
+      // Bridges and veth aren't built in either.
+      {{{"br0", 5, kB}, {"veth1", 6, kB}, {"eth0", 2, kA, Pci(3)}}, "", "eth0=0A01 | eth0=0A01"},
       // Without a route the first built-in NIC is primary, never a USB one; without one, none.
       {{{"usb0", 2, kB, Usb(1)}, {"eth1", 4, kB, Pci(4)}, {"eth0", 3, kA, Pci(3)}},
        "",
@@ -85,34 +83,22 @@ TEST(IOKitTest, TheBuiltInAndThePrimaryInterfacesOfMachines) {
        "eth1=0B02 eth0=0A01 | eth1=0B02"},
       // An address is bytes of two digits between colons, as many as there are; else none. A
       // route's fields may be apart by blanks, its line end CR LF.
-      {{{"eth0", 2, std::nullopt, Pci(3)},
-        {"eth1", 3, "", Pci(4)},
-        {"eth2", 4, "0:1c:42:0a:ff:01", Pci(5)},
-        {"eth3", 5, "0a", Pci(6)},
-        {"eth4", 6, "00:11:22:33:44:55:66:77", Pci(7)},
-        {"eth5", 7, "02-fc-00-00-00-01", Pci(8)},
-        {"eth6", 8, "02:fc:", Pci(9)}},
-       "eth3 00000000 0 3 0 0 7 00000000 0 0 0\r\n",
-       "eth3=0A eth4=0011223344556677 | eth3=0A"},
+      {{{"e0", 2, {}, Pci(3)}, {"e1", 3, "", Pci(4)}, {"e2", 4, "0:1c", Pci(5)}}, "", "|"},
+      {{{"e3", 5, "0a", Pci(6)}, {"e4", 6, "00:11:22", Pci(7)}, {"e5", 7, "02-fc", Pci(8)}},
+       "e3 00000000 0 3 0 0 7 00000000 0 0 0\r\n",
+       "e3=0A e4=001122 | e3=0A"},
+      // Without a numeric `type` no Ethernet; without `ifindex` last.
+      {{{"eth1", 3, kA, Pci(4), ""},
+        {"eth2", 4, kA, Pci(5), "one"},
+        {"eth3", -1, kA, Pci(6)},
+        {"eth4", 6, kB, Pci(7)}},
+       "",
+       "eth4=0B02 eth3=0A01 | eth4=0B02"},
   };
   for (const auto& machine : machines) {
     const FakeSysfs sysfs(machine.interfaces, machine.routes);
     EXPECT_EQ(Machine(), machine.expected) << "machine " << &machine - machines;
   }
-}
-
-TEST(IOKitTest, FilesThatCantBeReadLeaveTheirInterfaceWithoutWhatTheyTell) {
-  const FakeSysfs sysfs;
-  for (int i = 0; i < 5; ++i)
-    sysfs.Add({"eth" + std::to_string(i), i + 2, i < 4 ? kA : kB, Pci(i + 3)});
-  // A device link that leads nowhere is no device; without a numeric `type` no Ethernet;
-  // without `ifindex` last.
-  fs::remove(sysfs.Net("eth0") / "device");
-  fs::create_directory_symlink("../../../0000:00:09.0", sysfs.Net("eth0") / "device");
-  fs::remove(sysfs.Net("eth1") / "type");
-  sysfs.Write(sysfs.Net("eth2") / "type", "one\n");
-  fs::remove(sysfs.Net("eth3") / "ifindex");
-  EXPECT_EQ(Machine(), "eth4=0B02 eth3=0A01 | eth4=0B02");
 }
 
 TEST(IOKitTest, ThePrimaryAddressIsTheFirstPrimarysAndWithoutARegistryThereIsNone) {
@@ -123,11 +109,9 @@ TEST(IOKitTest, ThePrimaryAddressIsTheFirstPrimarysAndWithoutARegistryThereIsNon
   }
   {
     const FakeSysfs sysfs;
-    EXPECT_TRUE(IOKit::PrimaryMACAddressRaw().IsNil());
-    EXPECT_EQ(IOKit::PrimaryMACAddress(), "");
+    EXPECT_TRUE(IOKit::PrimaryMACAddressRaw().IsNil());  // the window shows the empty text
     fs::remove_all(sysfs.path() / "sys");
-    EXPECT_EQ(Lines(IOKit::AllMACAddressesRaw()), Strings{"nil"});
-    EXPECT_THROW(IOKit::PrimaryMACAddressRaw(), toolkit::NilObjectException);
+    EXPECT_EQ(Lines(IOKit::AllMACAddressesRaw()), Strings{"nil"});  // the window sees the raise
   }
 }
 

@@ -45,10 +45,10 @@ inline const DevicePath kVirtual = {};  // no device: bridges, veth, tap, dummy
 
 struct FakeInterface {
   std::string name;
-  int ifindex;
+  int ifindex;                         // below 0: no such file
   std::optional<std::string> address;  // the text of `address`; none: no such file
   DevicePath device = kVirtual;
-  std::string type = "1";  // ARPHRD_ETHER; 772 is loopback, 65534 a tunnel
+  std::string type = "1";  // ARPHRD_ETHER; 772 is loopback, 65534 a tunnel; "": no such file
 };
 
 // A line of /proc/net/route as the kernel writes it.
@@ -74,9 +74,6 @@ class FakeSysfs : public test_support::ScratchFolder {
     Routes(routes);
   }
 
-  // The interface's folder, through its link in sys/class/net.
-  fs::path Net(const std::string& name) const { return path() / "sys/class/net" / name; }
-
   void Add(const FakeInterface& i) const {
     fs::path device = "sys/devices";
     for (const auto& [name, bus] : i.device) {
@@ -87,8 +84,8 @@ class FakeSysfs : public test_support::ScratchFolder {
       Link(device / "subsystem", fs::path("sys/bus/" + bus).lexically_relative(device));
     }
     const fs::path folder = device / (i.device.empty() ? "virtual/net" : "net") / i.name;
-    Write(folder / "type", i.type + "\n");
-    Write(folder / "ifindex", std::to_string(i.ifindex) + "\n");
+    if (!i.type.empty()) Write(folder / "type", i.type + "\n");
+    if (i.ifindex >= 0) Write(folder / "ifindex", std::to_string(i.ifindex) + "\n");
     if (i.address) Write(folder / "address", *i.address + "\n");
     Link("sys/class/net/" + i.name, folder.lexically_relative("sys/class/net"));
     if (!i.device.empty()) Link(folder / "device", device.lexically_relative(folder));

@@ -25,18 +25,16 @@ class TestWindow : public Window1 {
  public:
   enum class Start { InFolder, Nil, Raises };
 
-  explicit TestWindow(fs::path base) : base_(std::move(base)) {}
+  explicit TestWindow(fs::path folder) : base(std::move(folder)) {}
+  fs::path base;
   Start start = Start::InFolder;
 
  protected:
   Ref<FolderItem> GetFolderItem(const String& path, int pathType) const override {
     if (start == Start::Nil || pathType != 0) return nullptr;
     if (start == Start::Raises) throw toolkit::IOException("the disk is gone");
-    return Ref<FolderItem>::New(base_ / path.Bytes());
+    return Ref<FolderItem>::New(base / path.Bytes());
   }
-
- private:
-  fs::path base_;
 };
 
 class Window1Test : public ::testing::Test {
