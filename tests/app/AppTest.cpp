@@ -15,12 +15,7 @@ namespace {
 using toolkit::Ref;
 using toolkit::String;
 
-class AppTest : public ::testing::Test {
- protected:
-  toolkit::HeadlessDesktop desktop;
-};
-
-TEST_F(AppTest, StartUpMakesTheAppWithTheOneMenuBarAndOpeningGivesClearBackspace) {
+TEST(AppTest, StartUpMakesTheAppWithTheOneMenuBarAndOpeningGivesClearBackspace) {
   EXPECT_THROW(EditClear(), toolkit::NilObjectException);  // no application yet
   const auto app = StartApplication();
   EXPECT_EQ(App::Current(), app);
@@ -39,7 +34,8 @@ class Requester : public ReceiptRequester {
   using ReceiptRequester::Event_didFinish;
 };
 
-TEST_F(AppTest, TheRequestTellsItsOutcomeInAMessageBox) {
+TEST(AppTest, TheRequestTellsItsOutcomeInAMessageBox) {
+  const toolkit::HeadlessDesktop desktop;
   const auto request = Ref<Requester>::New();
   request->Event_didFinish();
   request->Event_didFailWithError(nullptr);  // the error isn't read

@@ -54,25 +54,24 @@ TEST(ReceiptMakerDer, MinimalLengthsAndIntegers) {
       {0, "020100"}, {128, "02020080"}, {-129, "0202ff7f"}, {INT64_MIN, "02088000000000000000"}};
   for (const auto& [value, hex] : integers)
     EXPECT_EQ(Integer(value), FromHex(hex)) << value;
-  EXPECT_THROW(FromHex("abc"), std::invalid_argument);
   EXPECT_THROW(FromHex("0g"), std::invalid_argument);
 }
 
 TEST(ReceiptMakerSign, EachShapeIsWhatItSaysAroundTheExactPayload) {
   const Bytes payload = Payload({{4, 1, Bytes(300, 7)}});
-  Pkcs7Ptr receipt = Parse(Sign(payload));
-  ASSERT_TRUE(receipt);
-  EXPECT_EQ(PayloadOf(Sign(payload)), payload);
+  const Bytes receipt = Sign(payload);
+  ASSERT_EQ(PayloadOf(receipt), payload);
   // The signature verifies against the certificate in the file.
-  EXPECT_EQ(PKCS7_verify(receipt.get(), nullptr, nullptr, nullptr, nullptr, PKCS7_NOVERIFY), 1);
+  EXPECT_EQ(PKCS7_verify(Parse(receipt).get(), nullptr, nullptr, nullptr, nullptr, PKCS7_NOVERIFY),
+            1);
 
   Pkcs7Ptr data = Parse(Sign(payload, Shape::OuterData));
   ASSERT_TRUE(data && PKCS7_type_is_data(data.get()));
   EXPECT_EQ(DataOf(data.get()), payload);
 
   Pkcs7Ptr detached = Parse(Sign(payload, Shape::Detached));
-  ASSERT_TRUE(detached && PKCS7_type_is_signed(detached.get()));
-  EXPECT_TRUE(PKCS7_type_is_data(detached->d.sign->contents));
+  ASSERT_TRUE(detached && PKCS7_type_is_signed(detached.get()) &&
+              PKCS7_type_is_data(detached->d.sign->contents));
   EXPECT_EQ(detached->d.sign->contents->d.data, nullptr);
 
   Pkcs7Ptr nested = Parse(Sign(payload, Shape::InnerNotData));
@@ -89,7 +88,6 @@ TEST(ReceiptMakerSign, EachShapeIsWhatItSaysAroundTheExactPayload) {
 
 TEST(ReceiptMakerText, DirectivesMakeTheFileTheyDescribe) {
   const std::pair<const char*, Bytes> cases[] = {
-      {"# nothing\n\n   \n", Set({})},
       {"attr -1 9223372036854775807 int -42 # comment", Payload({{-1, INT64_MAX, IntValue(-42)}})},
       {R"(attr 2 1 utf8 "a \"b\" \\ # c")", Payload({{2, 1, Utf8Value(R"(a "b" \ # c)")}})},
       {"attr 4 1 hex 0102 03\r\nattr 5 1 hex", Payload({{4, 1, {1, 2, 3}}, {5, 1, {}}})},
@@ -108,11 +106,9 @@ TEST(ReceiptMakerText, DirectivesMakeTheFileTheyDescribe) {
 
 TEST(ReceiptMakerText, EachMistakeNamesItsLine) {
   const std::tuple<const char*, int, const char*> cases[] = {
-      {"bogus", 1, "unknown directive 'bogus'"},
       {"# c\n\nattr 1 1 int", 3, "usage: attr NUMBER VERSION int N"},
       {"attr 1 1 utf8 \"a\\nb\"", 1, "unknown escape"},
       {"attr 17 1 iap\nset\nend", 2, "set inside iap (opened at line 1)"},
-      {"shape detached\nshape receipt", 2, "shape given twice (first at line 1)"},
       {"truncate 2\n\nraw-file-hex 0001", 1, "not shorter than the file, which has 2 bytes"},
   };
   for (const auto& [text, line, reason] : cases) {

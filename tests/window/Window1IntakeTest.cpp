@@ -19,8 +19,7 @@ TEST_F(Window1Test, EachDroppedItemByItsKindAndTheOptionKey) {
   scratch.Write("drop/notes", "not a receipt");
   scratch.Write("drop/refused", kRefused);
   scratch.Write("drop/Bad.app/Contents/_MASReceipt/receipt", "not a receipt");
-  for (const char* name :
-       {"Empty.app/Contents", "Odd.app/Contents/_MASReceipt/receipt", "F", "app"})
+  for (const char* name : {"Empty.app", "Odd.app/Contents/_MASReceipt/receipt", "F", "app"})
     scratch.Folder(fs::path("drop") / name);
   scratch.Link("drop/link", "a");
   const std::string inApp = "||No MAS receipt in app", folder = "||Ignored (folder)",
@@ -81,7 +80,6 @@ TEST_F(Window1Test, TheStartUpFolderInItsCases) {
     Strings rows;
   } cases[] = {
       {"full", InFolder, {"a|| +", "b|| +", "c|| +"}},  // by name, an alias followed, no others
-      {"no folder", InFolder, {}},
       {"no _MASReceipt", InFolder, {}},
       {"_MASReceipt a file", InFolder, {}},
       {"no folder item", Nil, {"No receipts||"}},
