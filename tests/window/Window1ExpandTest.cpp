@@ -60,6 +60,7 @@ TEST_F(ExpandTest, ABundleIDHeldAsABlockShowsTheTextBehindItsHeader) {
       {"31 03 61 62 63", "abc"},  // the block from offset 2
       {"31 09 61 62", "ab"},      // says 9 bytes, has 2: stops at the end of the block
       {"31 02 61 62 63", "ab"},   // says 2 bytes, has 3: as long as it says
+      {"05", ""},                 // one byte: no length byte at all
   };
   for (const auto& [hex, text] : cases) {
     window->clearList();
