@@ -1,14 +1,12 @@
-// The module IOKit over fake machines: the three outcomes of the enumeration, the primary
-// address, the text form of addresses, and the books of the registry and of CoreFoundation,
-// checked after every query.
+// The module IOKit over fake machines: which interfaces count as built in and as primary,
+// in what order and with which address; the three outcomes of the enumeration; the primary
+// address and the text form of addresses. The registry's handles and CoreFoundation's objects
+// are checked after every test.
 
 #include "interfaces/IOKit.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
-#include "platform/cf/StandIn.h"
 #include "tests/iokit/FakeSysfs.h"
 #include "tests/iokit/HandleCheck.h"
 
@@ -18,6 +16,9 @@ namespace {
 using toolkit::MemoryBlock;
 using toolkit::Ref;
 using Strings = std::vector<std::string>;
+
+const char* const kA = "0a:01";  // addresses of any length are taken as they are
+const char* const kB = "0b:02";
 
 // Each Pair as "name=HEX", or "nil" for no array.
 Strings Lines(const IOKit::MACAddresses& pairs) {
@@ -31,104 +32,98 @@ Strings Lines(const IOKit::MACAddresses& pairs) {
   return lines;
 }
 
-// The query's result, after checking that it left no handle or CF object behind and named
-// no dead one.
-template <class T>
-T Balanced(const std::function<T()>& query) {
-  const auto handles = iokit::LiveObjects(), handleRefusals = iokit::Refusals();
-  const auto objects = cf::LiveObjects(), refusals = cf::Refusals();
-  T result = query();
-  EXPECT_EQ(std::pair(iokit::LiveObjects(), iokit::Refusals()), std::pair(handles, handleRefusals));
-  EXPECT_EQ(std::pair(cf::LiveObjects(), cf::Refusals()), std::pair(objects, refusals));
-  return result;
+// The built-in interfaces, then "|" and the primary ones, each as "name=HEX".
+std::string Machine() {
+  std::string text;
+  for (const std::string& line : Lines(IOKit::AllMACAddressesRaw()))
+    text += line + " ";
+  text += "|";
+  for (const std::string& line : Lines(IOKit::GetMACAddresses(true)))
+    text += " " + line;
+  return text;
 }
 
-TEST(IOKitTest, EnumerationsOfMachines) {
-  const std::vector<FakeInterface> workstation = {
-      {"eth0", 2, "00:1c:42:0a:ff:01", Pci(3)},
-      {"br0", 3, "02:42:ac:11:00:01"},
-      {"usb0", 4, "00:11:22:33:44:55", Usb(1)},
-      {"eth2", 5, std::nullopt, Pci(5)},
-      {"ens4", 6, "52:54:00:12:34:56:78:9a", Virtio(4)}};
+TEST(IOKitTest, TheBuiltInAndThePrimaryInterfacesOfMachines) {
+  const FakeInterface lo{"lo", 1, "00:00:00:00:00:00", kVirtual, "772"};
+  const FakeInterface wg{"wg0", 9, std::nullopt, kVirtual, "65534"};
   const struct {
-    const char* why;
     std::vector<FakeInterface> interfaces;
     std::string routes;
-    Strings all, primaries;  // of GetMACAddresses(false) and (true)
-    const char* primary;     // PrimaryMACAddress; nullptr: NilObjectException
+    const char* expected;
   } machines[] = {
-      {"no registry: nil", {}, "", {"nil"}, {"nil"}, nullptr},
-      {"no interface: empty", {}, DefaultRoute("eth0"), {}, {}, ""},
-      {"nothing built in: empty; no route: no primary",
-       {{"br0", 2, "02:42:ac:11:00:01"}, {"usb0", 3, "00:11:22:33:44:55", Usb(1)}},
+      {{}, DefaultRoute("eth0"), "|"},  // no interface
+      // PCI, virtio and platform NICs are built in, by their indexes as numbers; routed: primary
+      {{{"c", 10, kA, Pci(3)}, {"a", 2, kB, Virtio(4)}, {"b", 9, kA, PlatformBus("e")}},
+       DefaultRoute("b"),
+       "a=0B02 b=0A01 c=0A01 | b=0A01"},
+      // USB NICs and what hangs below one aren't built in; routed, one is primary.
+      {{{"eth0", 2, kA, Pci(3)}, {"usb0", 3, kB, Usb(2)}, {"wwan0", 4, kB, Usb(3, "wwan_dev")}},
+       DefaultRoute("usb0"),
+       "eth0=0A01 | usb0=0B02"},
+      // Bridges and veth aren't built in either.
+      {{{"br0", 5, kB}, {"veth1", 6, kB}, {"eth0", 2, kA, Pci(3)}}, "", "eth0=0A01 | eth0=0A01"},
+      // Without a route the first built-in NIC is primary, never a USB one; without one, none.
+      {{{"usb0", 2, kB, Usb(1)}, {"eth1", 4, kB, Pci(4)}, {"eth0", 3, kA, Pci(3)}},
        "",
-       {},
-       {},
-       ""},
-      {"the built-in interfaces in the registry's order, any length; the routed bridge primary",
-       workstation,
-       DefaultRoute("br0"),
-       {"eth0=001C420AFF01", "ens4=525400123456789A"},
-       {"br0=0242AC110001"},
-       "02:42:AC:11:00:01"},
-      {"several primaries: all of them, the first the primary address",
-       workstation,
-       DefaultRoute("ens4", 5) + DefaultRoute("eth0", 5),
-       {"eth0=001C420AFF01", "ens4=525400123456789A"},
-       {"eth0=001C420AFF01", "ens4=525400123456789A"},
-       "00:1C:42:0A:FF:01"},
-      {"the primary without an address: no Pair, no primary address",
-       workstation,
-       DefaultRoute("eth2"),
-       {"eth0=001C420AFF01", "ens4=525400123456789A"},
-       {},
-       ""},
+       "eth0=0A01 eth1=0B02 | eth0=0A01"},
+      {{{"br0", 2, kA}}, "", "|"},
+      // The loopback and tunnels are no Ethernet: routes through them don't count.
+      {{lo, wg, {"eth0", 2, kA, Pci(3)}},
+       DefaultRoute("lo") + DefaultRoute("wg0"),
+       "eth0=0A01 | eth0=0A01"},
+      // The lowest metric wins; a tie makes several primaries.
+      {{{"eth0", 2, kA, Pci(3)}, {"eth1", 3, kB, Pci(4)}, {"wlan0", 4, kA, Pci(5)}},
+       DefaultRoute("eth0", 600) + DefaultRoute("wlan0", 100) + DefaultRoute("eth1", 100),
+       "eth0=0A01 eth1=0B02 wlan0=0A01 | eth1=0B02 wlan0=0A01"},
+      // Routes down, to a network, through an unknown interface, or unreadable: passed over.
+      {{{"eth0", 7, kA, Pci(3)}, {"eth1", 5, kB, Pci(4)}},
+       RouteLine("eth0", 0, 0x0002, 0, 0) + RouteLine("eth0", 0x0002A8C0, 1, 0, 0x00FFFFFF) +
+           DefaultRoute("gone0") + "eth0\t0\t0\t3\t0\t0\t7\neth0\t0G\t0\t3\t0\t0\t7\t0\n" +
+           "eth0\t0\t0\t3\t0\t0\t4294967296\t0\n\x01\xff garbage\n\n",
+       "eth1=0B02 eth0=0A01 | eth1=0B02"},
+      // An address is bytes of two digits between colons, as many as there are; else none. A
+      // route's fields may be apart by blanks, its line end CR LF.
+      {{{"e0", 2, {}, Pci(3)}, {"e1", 3, "", Pci(4)}, {"e2", 4, "0:1c", Pci(5)}}, "", "|"},
+      {{{"e3", 5, "0a", Pci(6)}, {"e4", 6, "00:11:22", Pci(7)}, {"e5", 7, "02-fc", Pci(8)}},
+       "e3 00000000 0 3 0 0 7 00000000 0 0 0\r\n",
+       "e3=0A e4=001122 | e3=0A"},
+      // Without a numeric `type` no Ethernet; without `ifindex` last.
+      {{{"eth1", 3, kA, Pci(4), ""},
+        {"eth2", 4, kA, Pci(5), "one"},
+        {"eth3", -1, kA, Pci(6)},
+        {"eth4", 6, kB, Pci(7)}},
+       "",
+       "eth4=0B02 eth3=0A01 | eth4=0B02"},
   };
-  for (const auto& m : machines) {
-    SCOPED_TRACE(m.why);
-    FakeSysfs sysfs(m.interfaces, m.routes);
-    if (m.primary == nullptr) fs::remove_all(sysfs.root() / "sys");
-    using Result = IOKit::MACAddresses;
-    EXPECT_EQ(Lines(Balanced<Result>([] { return IOKit::GetMACAddresses(false); })), m.all);
-    EXPECT_EQ(Lines(Balanced<Result>([] { return IOKit::AllMACAddressesRaw(); })), m.all);
-    EXPECT_EQ(Lines(Balanced<Result>([] { return IOKit::GetMACAddresses(true); })), m.primaries);
-    if (m.primary == nullptr) {
-      EXPECT_THROW(IOKit::PrimaryMACAddressRaw(), toolkit::NilObjectException);
-      EXPECT_THROW(IOKit::PrimaryMACAddress(), toolkit::NilObjectException);
-      continue;
-    }
-    const auto raw = Balanced<Ref<MemoryBlock>>([] { return IOKit::PrimaryMACAddressRaw(); });
-    EXPECT_EQ(raw.IsNil(), m.primaries.empty());
-    EXPECT_EQ(Balanced<toolkit::String>([] { return IOKit::PrimaryMACAddress(); }), m.primary);
+  for (const auto& machine : machines) {
+    const FakeSysfs sysfs(machine.interfaces, machine.routes);
+    EXPECT_EQ(Machine(), machine.expected) << "machine " << &machine - machines;
   }
 }
 
-TEST(IOKitTest, EveryCallAsksTheRegistryAfresh) {
-  FakeSysfs sysfs({{"eth0", 2, "00:1c:42:0a:ff:01", Pci(3)}});
-  const auto first = IOKit::AllMACAddressesRaw();
-  sysfs.Add({"eth1", 3, "00:1c:42:0a:ff:02", Virtio(4)});
-  FakeSysfs::Write(sysfs.Net("eth0") / "address", "02:00:00:00:00:01\n");
-  sysfs.Routes(DefaultRoute("eth1"));
-  EXPECT_EQ(Lines(first), Strings{"eth0=001C420AFF01"});  // a copy, not a view
-  EXPECT_EQ(Lines(IOKit::AllMACAddressesRaw()),
-            (Strings{"eth0=020000000001", "eth1=001C420AFF02"}));
-  EXPECT_EQ(IOKit::PrimaryMACAddress(), "00:1C:42:0A:FF:02");
+TEST(IOKitTest, ThePrimaryAddressIsTheFirstPrimarysAndWithoutARegistryThereIsNone) {
+  {
+    const FakeSysfs sysfs({{"eth0", 2, kB, Pci(3)}, {"eth1", 3, kA, Pci(4)}},
+                          DefaultRoute("eth1") + DefaultRoute("eth0"));
+    EXPECT_EQ(IOKit::PrimaryMACAddress(), "0B:02");
+  }
+  {
+    const FakeSysfs sysfs;
+    EXPECT_TRUE(IOKit::PrimaryMACAddressRaw().IsNil());  // the window shows the empty text
+    fs::remove_all(sysfs.path() / "sys");
+    EXPECT_EQ(Lines(IOKit::AllMACAddressesRaw()), Strings{"nil"});  // the window sees the raise
+  }
 }
 
 TEST(IOKitTest, AddressesFormatAsPairsOfUpperCaseDigitsJoinedByColons) {
   const std::pair<std::vector<std::uint8_t>, const char*> cases[] = {
       {{}, ""},
-      {{0x00}, "00"},
       {{0xFF}, "FF"},
-      {{0x00, 0x1C, 0x42, 0x0A, 0xFF, 0x01}, "00:1C:42:0A:FF:01"},
-      {{0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0xAB}, "01:02:03:04:05:06:07:AB"},
+      // Bytes under 16 keep their leading zero; no limit on the length.
+      {{0x00, 0x1C, 0x42, 0x0A, 0xFF, 0x01, 0x07, 0xAB}, "00:1C:42:0A:FF:01:07:AB"},
   };
   for (const auto& [bytes, text] : cases)
     EXPECT_EQ(IOKit::FormatMACAddress(Ref<MemoryBlock>::New(bytes)), text);
-  for (std::uint8_t b = 0; b < 16; ++b) {  // each keeps its leading zero
-    const std::string expected = {'0', "0123456789ABCDEF"[b]};
-    EXPECT_EQ(IOKit::FormatMACAddress(Ref<MemoryBlock>::New(&b, 1)), expected);
-  }
   EXPECT_THROW(IOKit::FormatMACAddress(nullptr), toolkit::NilObjectException);
 }
 

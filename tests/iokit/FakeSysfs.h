@@ -5,17 +5,14 @@
 // sys/class/net, with a relative `device` link back up; devices name their bus through a
 // `subsystem` link. While a FakeSysfs lives, the IOKit stand-in reads it instead of "/".
 
-#include <stdlib.h>
-
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "platform/iokit/TestRoot.h"
+#include "tests/support/Scratch.h"
 
 namespace iokit_test {
 
@@ -36,11 +33,8 @@ inline DevicePath Virtio(int slot) {
 // device of another bus under it.
 inline DevicePath Usb(int port, const std::string& below = "") {
   const std::string device = "1-" + std::to_string(port);
-  DevicePath path = {{"pci0000:00", ""},
-                     {"0000:00:14.0", "pci"},
-                     {"usb1", "usb"},
-                     {device, "usb"},
-                     {device + ":1.0", "usb"}};
+  DevicePath path = {{"pci0000:00", ""}, {"0000:00:14.0", "pci"}, {"usb1", "usb"}};
+  path.insert(path.end(), {{device, "usb"}, {device + ":1.0", "usb"}});
   if (!below.empty()) path.emplace_back(below, "wwan");
   return path;
 }
@@ -51,10 +45,10 @@ inline const DevicePath kVirtual = {};  // no device: bridges, veth, tap, dummy
 
 struct FakeInterface {
   std::string name;
-  int ifindex;
+  int ifindex;                         // below 0: no such file
   std::optional<std::string> address;  // the text of `address`; none: no such file
   DevicePath device = kVirtual;
-  std::string type = "1";  // ARPHRD_ETHER; 772 is loopback, 65534 a tunnel
+  std::string type = "1";  // ARPHRD_ETHER; 772 is loopback, 65534 a tunnel; "": no such file
 };
 
 // A line of /proc/net/route as the kernel writes it.
@@ -69,68 +63,42 @@ inline std::string DefaultRoute(const std::string& interface, unsigned metric = 
   return RouteLine(interface, 0, 0x0003, metric, 0);  // up, through a gateway
 }
 
-class FakeSysfs {
+class FakeSysfs : public test_support::ScratchFolder {
  public:
   explicit FakeSysfs(const std::vector<FakeInterface>& interfaces = {},
                      const std::string& routes = "")
-      : root_(MakeFolder()), scope_(root_) {
-    fs::create_directories(NetFolder());
-    fs::create_directories(root_ / "proc" / "net");
+      : scope_(path()) {
+    Folder("sys/class/net");
     for (const FakeInterface& i : interfaces)
       Add(i);
     Routes(routes);
   }
-  ~FakeSysfs() {
-    std::error_code ec;
-    fs::remove_all(root_, ec);
-  }
-  FakeSysfs(const FakeSysfs&) = delete;
-  FakeSysfs& operator=(const FakeSysfs&) = delete;
 
-  const fs::path& root() const { return root_; }
-  fs::path NetFolder() const { return root_ / "sys" / "class" / "net"; }
-  fs::path Net(const std::string& name) const { return NetFolder() / name; }
-
-  void Add(const FakeInterface& i) {
-    fs::path device = root_ / "sys" / "devices";
+  void Add(const FakeInterface& i) const {
+    fs::path device = "sys/devices";
     for (const auto& [name, bus] : i.device) {
       device /= name;
-      fs::create_directories(device);
-      if (bus.empty() || fs::is_symlink(device / "subsystem")) continue;
-      fs::create_directories(root_ / "sys" / "bus" / bus);
-      fs::create_directory_symlink(fs::relative(root_ / "sys" / "bus" / bus, device),
-                                   device / "subsystem");
+      Folder(device);
+      if (bus.empty() || fs::is_symlink(path() / device / "subsystem")) continue;
+      Folder("sys/bus/" + bus);
+      Link(device / "subsystem", fs::path("sys/bus/" + bus).lexically_relative(device));
     }
-    const fs::path folder =
-        i.device.empty() ? device / "virtual" / "net" / i.name : device / "net" / i.name;
-    fs::create_directories(folder);
-    fs::create_directory_symlink(fs::relative(folder, NetFolder()), Net(i.name));
-    if (!i.device.empty())
-      fs::create_directory_symlink(fs::relative(device, folder), folder / "device");
-    Write(folder / "type", i.type + "\n");
-    Write(folder / "ifindex", std::to_string(i.ifindex) + "\n");
+    const fs::path folder = device / (i.device.empty() ? "virtual/net" : "net") / i.name;
+    if (!i.type.empty()) Write(folder / "type", i.type + "\n");
+    if (i.ifindex >= 0) Write(folder / "ifindex", std::to_string(i.ifindex) + "\n");
     if (i.address) Write(folder / "address", *i.address + "\n");
+    Link("sys/class/net/" + i.name, folder.lexically_relative("sys/class/net"));
+    if (!i.device.empty()) Link(folder / "device", device.lexically_relative(folder));
   }
 
   // The route table: the kernel's heading and these lines.
-  void Routes(const std::string& lines) {
-    Write(root_ / "proc" / "net" / "route",
+  void Routes(const std::string& lines) const {
+    Write("proc/net/route",
           "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n" +
               lines);
   }
 
-  static void Write(const fs::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-  }
-
  private:
-  static fs::path MakeFolder() {
-    std::string name = (fs::temp_directory_path() / "quellmark-sysfs-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    return name;
-  }
-
-  fs::path root_;
   iokit::test::ScopedRoot scope_;
 };
 

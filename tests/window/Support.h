@@ -1,17 +1,18 @@
 #pragma once
 
-// Helpers of the window tests: a scratch folder with receipts made by the receipt maker, a
-// checker that watches a list model through its notifications, and a compact text of rows.
+// Helpers of the window tests: receipts made by the receipt maker, a checker that watches a
+// list model through its notifications, and a compact text of rows.
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/toolkit/ListModel.h"
+#include "tests/support/Scratch.h"
 #include "tools/receiptmaker/ReceiptMaker.h"
 
 namespace window_test {
@@ -20,44 +21,27 @@ namespace fs = std::filesystem;
 using toolkit::Listbox;
 using toolkit::ListModel;
 
-// A fresh folder under the system's temporary folder, removed with all it holds at the end.
-class TempFolder {
- public:
-  TempFolder() {
-    std::string name = (fs::temp_directory_path() / "quellmark-window-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    path_ = name;
-  }
-  ~TempFolder() {
-    std::error_code ec;
-    fs::remove_all(path_, ec);
-  }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-  const fs::path& path() const { return path_; }
+using Attributes = std::vector<ReceiptMaker::Attribute>;
+inline const Attributes kBundleAndVersion = {{2, 1, ReceiptMaker::Utf8Value("com.example.app")},
+                                             {3, 1, ReceiptMaker::Utf8Value("1.0")}};
 
- private:
-  fs::path path_;
-};
+// A signed receipt with these attributes.
+inline ReceiptMaker::Bytes Receipt(const Attributes& attributes = kBundleAndVersion) {
+  return ReceiptMaker::Sign(ReceiptMaker::Payload(attributes));
+}
 
-inline fs::path WriteFile(const fs::path& path, const ReceiptMaker::Bytes& bytes) {
+// The tests of the Qt desktop write at whole paths inside a scratch folder of this name.
+using TempFolder = test_support::ScratchFolder;
+inline fs::path WriteText(const fs::path& path, std::string_view text) {
   fs::create_directories(path.parent_path());
   std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
+      .write(text.data(), static_cast<std::streamsize>(text.size()));
   return path;
 }
-
-inline fs::path WriteText(const fs::path& path, const std::string& text) {
-  return WriteFile(path, ReceiptMaker::Bytes(text.begin(), text.end()));
-}
-
-// A signed receipt with these attributes; by default one with a bundle ID and a version.
 inline fs::path WriteReceipt(const fs::path& path,
-                             const std::vector<ReceiptMaker::Attribute>& attributes = {
-                                 {2, 1, ReceiptMaker::Utf8Value("com.example.app")},
-                                 {3, 1, ReceiptMaker::Utf8Value("1.0")}}) {
-  return WriteFile(path, ReceiptMaker::Sign(ReceiptMaker::Payload(attributes)));
+                             const Attributes& attributes = kBundleAndVersion) {
+  const ReceiptMaker::Bytes bytes = Receipt(attributes);
+  return WriteText(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 // Each row as one line: ">" for each level of depth, the three cells joined by "|", and " +"

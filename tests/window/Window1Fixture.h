@@ -1,7 +1,7 @@
 #pragma once
 
-// A Window1 on a headless desktop, with its start-up folder in a scratch folder and a checker
-// on its list.
+// A Window1 on a headless desktop, with its start-up folder and the dropped files in a scratch
+// folder, and a checker on its list.
 
 #include <gtest/gtest.h>
 
@@ -17,6 +17,7 @@ namespace window_test {
 using toolkit::FolderItem;
 using toolkit::Ref;
 using toolkit::String;
+using Strings = std::vector<std::string>;
 
 // Window1 with relative paths resolving against a folder of the test's choosing, or giving
 // nil, or raising.
@@ -24,42 +25,41 @@ class TestWindow : public Window1 {
  public:
   enum class Start { InFolder, Nil, Raises };
 
-  explicit TestWindow(fs::path base) : base_(std::move(base)) {}
+  explicit TestWindow(fs::path folder) : base(std::move(folder)) {}
+  fs::path base;
   Start start = Start::InFolder;
 
  protected:
   Ref<FolderItem> GetFolderItem(const String& path, int pathType) const override {
     if (start == Start::Nil || pathType != 0) return nullptr;
     if (start == Start::Raises) throw toolkit::IOException("the disk is gone");
-    return Ref<FolderItem>::New(base_ / path.Bytes());
+    return Ref<FolderItem>::New(base / path.Bytes());
   }
-
- private:
-  fs::path base_;
 };
 
 class Window1Test : public ::testing::Test {
  protected:
-  void TearDown() override { EXPECT_EQ(checker->Failures(), std::vector<std::string>{}); }
+  void TearDown() override { EXPECT_EQ(checker->Failures(), Strings{}); }
 
   Listbox& list() { return *window->lb(); }
-  std::vector<std::string> rows() { return Rows(list()); }
-  fs::path StartFolder() const { return temp.path() / "exe" / "Supplemental Data" / "_MASReceipt"; }
-  fs::path Dropped(const std::string& name) const { return temp.path() / "drop" / name; }
-  static Ref<FolderItem> Item(const fs::path& path) { return Ref<FolderItem>::New(path); }
+  Strings rows() { return Rows(list()); }
 
-  // Drops the items (nil for an item without a file) with the Option key as given.
-  void Drop(std::vector<Ref<FolderItem>> items, bool option = false) {
+  // Drops the items of these names in the folder "drop" ("" for an item without a file),
+  // with the Option key as given.
+  void Drop(const Strings& names, bool option = false) {
+    std::vector<Ref<FolderItem>> items;
+    for (const std::string& name : names)
+      items.push_back(name.empty() ? nullptr
+                                   : Ref<FolderItem>::New(scratch.path() / "drop" / name));
     desktop.SetOptionKey(option);
     toolkit::HeadlessDragItem drag(std::move(items));
     window->RaiseDropObject(drag, 0);
   }
-  void Tick() { desktop.Loop().AdvanceClock(200); }
 
   toolkit::HeadlessDesktop desktop;
-  TempFolder temp;
+  test_support::ScratchFolder scratch;
   Ref<App> app = StartApplication();
-  Ref<TestWindow> window = toolkit::Window::Make<TestWindow>(temp.path() / "exe");
+  Ref<TestWindow> window = toolkit::Window::Make<TestWindow>(scratch.path() / "exe");
   std::unique_ptr<ListChecker> checker =
       std::make_unique<ListChecker>(*window->lb().As<ListModel>());
 };
