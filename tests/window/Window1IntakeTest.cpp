@@ -71,6 +71,7 @@ TEST_F(Window1Test, TheStartUpFolderInItsCases) {
   scratch.Link(full / "c", scratch.Write("elsewhere/c", Receipt()));
   scratch.Write(full / "notes", "not a receipt");
   scratch.Write(full / "sub/d", Receipt());
+  scratch.Write(full / "z", Receipt());  // the last entry counts too
   scratch.Folder("no _MASReceipt/Supplemental Data");
   scratch.Write("_MASReceipt a file/Supplemental Data/_MASReceipt", Receipt());
   using enum TestWindow::Start;
@@ -79,7 +80,9 @@ TEST_F(Window1Test, TheStartUpFolderInItsCases) {
     TestWindow::Start start;
     Strings rows;
   } cases[] = {
-      {"full", InFolder, {"a|| +", "b|| +", "c|| +"}},  // by name, an alias followed, no others
+      {"full",
+       InFolder,
+       {"a|| +", "b|| +", "c|| +", "z|| +"}},  // by name, an alias followed, no others
       {"no _MASReceipt", InFolder, {}},
       {"_MASReceipt a file", InFolder, {}},
       {"no folder item", Nil, {"No receipts||"}},
