@@ -99,6 +99,10 @@ class WindowHostTest : public ::testing::Test {
 TEST_F(WindowHostTest, DropsOfLocalFilesBecomeRows) {
   list().DeleteAllRows();
   EXPECT_FALSE(Drop({"https://example.com/x.receipt"})) << "no local file: refused";
+  // Beside a local file, a receipt's path under another scheme names no file.
+  EXPECT_TRUE(Drop({Receipt("one.receipt"), "about:" + Receipt("x").string()}));
+  EXPECT_EQ(list().ListCount(), 1);
+  list().DeleteAllRows();
   // Of several items, those that are no receipt are passed over silently unless Alt (the
   // Option key) is down. (One file or bundle: the URL forms below.)
   const path text = temp.Write("drop/note.txt", "hello");
