@@ -56,13 +56,6 @@ inline CFDataRef NewData(std::string_view bytes) {
                       static_cast<CFIndex>(bytes.size()));
 }
 
-inline std::string Bytes(CFDataRef data) {
-  const CFIndex length = CFDataGetLength(data);
-  std::string bytes(static_cast<std::size_t>(length), '\0');
-  CFDataGetBytes(data, CFRangeMake(0, length), reinterpret_cast<UInt8*>(bytes.data()));
-  return bytes;
-}
-
 // The address of a data symbol of a framework bundle.
 inline void* SymbolAddress(const char* bundleID, const char* name) {
   const Owned<CFStringRef> id(NewString(bundleID));

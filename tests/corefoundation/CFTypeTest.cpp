@@ -9,7 +9,6 @@
 #include "corefoundation/CFBoolean.h"
 #include "corefoundation/CFBundle.h"
 #include "corefoundation/CFDate.h"
-#include "corefoundation/CFError.h"
 #include "corefoundation/CFMutableArray.h"
 #include "corefoundation/CFMutableData.h"
 #include "corefoundation/CFMutableDictionary.h"
@@ -17,7 +16,6 @@
 #include "corefoundation/CFNull.h"
 #include "corefoundation/CFNumber.h"
 #include "corefoundation/CFURL.h"
-#include "platform/toolkit/FolderItem.h"
 #include "tests/corefoundation/Support.h"
 
 namespace corefoundation_test {
@@ -101,20 +99,6 @@ TEST(CFTypeTest, NewObjectMakesTheClassOfItsTable) {
   EXPECT_TRUE(IsExactly<CFType>(CFType::NewObject(nullptr, false, 0)));
 }
 
-TEST(CFTypeTest, FromHandleAndThePlugInObjectLendTheirReference) {
-  const Owned<CFStringRef> ref(NewString("handle"));
-  const auto handle = static_cast<std::int64_t>(reinterpret_cast<std::intptr_t>(ref.get()));
-  EXPECT_TRUE(IsExactly<CFString>(CFType::FromHandle(handle)));
-  auto plugIn = Ref<CFObjectMBS>::New(CFRetain(ref));
-  EXPECT_EQ(plugIn->Handle(), handle);
-  // No type test: a data wrapper takes the string as it is.
-  const Ref<CFData> converted = CFData::New(plugIn);
-  EXPECT_EQ(converted->TypeID(), CFString::ClassID());
-  plugIn = nullptr;
-  EXPECT_EQ(CFGetRetainCount(ref), 2);
-  EXPECT_THROW(CFType::New(Ref<CFObjectMBS>()), toolkit::NilObjectException);
-}
-
 // The message: the reference in hexadecimal behind "&h", both ids in decimal.
 TEST(CFTypeTest, AReferenceOfTheWrongTypeIsRefusedWithBothIds) {
   const Owned<CFStringRef> string(NewString("not data"));
@@ -131,8 +115,7 @@ TEST(CFTypeTest, AReferenceOfTheWrongTypeIsRefusedWithBothIds) {
     }
   };
   expectMismatch([&] { CFData::New(string.get(), false); }, CFDataGetTypeID());
-  expectMismatch([&] { CFNumber::New(string.get(), true); }, CFNumberGetTypeID());
-  expectMismatch([&] { CFMutableArray::New(string.get(), false); }, CFArrayGetTypeID());
+  expectMismatch([&] { CFMutableDictionary::New(string.get(), true); }, CFDictionaryGetTypeID());
   // A plain CFType expects id 0 and so refuses every reference.
   expectMismatch([&] { CFType::New(string.get(), false); }, 0);
   // Neither way took or gave back a count.
@@ -155,68 +138,23 @@ EmptyRow Row(const Ref<T>& wrapper, const std::function<bool(T&)>& reads) {
 // A wrapper that holds nothing answers 0, false, "" or nil, and changes nothing, without
 // calling the platform.
 TEST(CFTypeTest, EmptyWrappersAnswerWithoutThePlatform) {
-  using CFArrayExtension::CFValue;
   const Ref<CFType> key = CFString::New("key");
-  const std::uint8_t byte = 1;
   const EmptyRow kRows[] = {
       Row<CFType>(CFType::New(), [](CFType&) { return true; }),
-      Row<CFString>(CFString::New(""),
-                    [](CFString& s) {
-                      return s.StringValue() == "" && static_cast<toolkit::CFStringRef>(s).IsNull();
-                    }),
-      Row<CFMutableString>(CFMutableString::New(nullptr, false),
-                           [](CFMutableString& s) { return s.Append("x"), s.ToUppercase(), true; }),
+      Row<CFString>(CFString::New(""), [](CFString& s) { return s.StringValue() == ""; }),
       Row<CFData>(CFData::New(Ref<MemoryBlock>()), [](CFData& d) { return d.Data()->Size() == 0; }),
-      Row<CFMutableData>(CFMutableData::New(nullptr, false),
-                         [&](CFMutableData& d) {
-                           d.Append(&byte, 1);
-                           d.Append("text");
-                           d.Delete(0, 1);
-                           d.Replace(0, 1, &byte, 1);
-                           d.Replace(0, 1, nullptr, 0);
-                           return d.Data()->Size() == 0;
-                         }),
       Row<CFNumber>(CFNumber::New(nullptr, false),
-                    [](CFNumber& n) {
-                      return n.Value().IsNull() && n.DoubleValue() == 0 && n.Int64Value() == 0 &&
-                             n.IntegerValue() == 0 && !n.IsFloat() && n.Type() == 0;
-                    }),
+                    [](CFNumber& n) { return n.Value().IsNull() && n.Int64Value() == 0; }),
       Row<CFBoolean>(CFBoolean::New(nullptr, false), [](CFBoolean& b) { return !bool(b); }),
-      Row<CFDate>(CFDate::New(nullptr, false), [](CFDate& d) { return d.AbsoluteTime() == 0; }),
-      Row<CFError>(CFError::New(nullptr, false),
-                   [](CFError& e) { return e.Code() == 0 && e.Domain() == ""; }),
       Row<CFArray>(CFArray::New(nullptr, false),
-                   [](CFArray& a) {
-                     const Ref<CFArray> self = CFArray::New(nullptr, false);
-                     return a.Count() == 0 && a.Value(0) == nullptr && Empty(a.Clone()) &&
-                            IsExactly<CFType>(CFValue(self, 0)) && Empty(CFValue(self, 0));
-                   }),
+                   [](CFArray& a) { return a.Count() == 0 && a.Value(0) == nullptr; }),
       Row<CFMutableDictionary>(CFMutableDictionary::New(Ref<CFDictionary>()),
                                [&](CFMutableDictionary& d) {
                                  d.Value(key, key);
-                                 d.Remove(key);
-                                 d.Clear();
-                                 return !d.HasKey(key) && !d.HasValue(key) &&
-                                        d.Value(key).IsNil() && d.Lookup(key, key) == key &&
-                                        d.Keys().empty() && d.Count() == 0;
+                                 return !d.HasKey(key) && d.Value(key).IsNil() && d.Count() == 0;
                                }),
       Row<CFBundle>(CFBundle::New(nullptr, false),
-                    [](CFBundle& b) {
-                      return b.Identifier() == "" && b.URL().IsNil() &&
-                             b.ExecutableFile().IsNil() && b.InfoDictionary().IsNil() &&
-                             b.InfoDictionaryValue("Key").IsNil() && !b.Load() &&
-                             b.FunctionPointerForName("f") == nullptr &&
-                             b.DataPointerNotRetained("kCFNull") == nullptr &&
-                             b.StringPointerRetained("kCFErrorDomainPOSIX").IsNull();
-                    }),
-      Row<CFURL>(CFURL::New(Ref<toolkit::FolderItem>()),
-                 [](CFURL& u) {
-                   return (u.Scheme() + u.HostName() + u.QueryString("") + u.StringValue() +
-                           u.RelativeURL() + u.Path(true))
-                              .IsEmpty() &&
-                          u.Port() == -1 && !u.IsDecomposable() && Empty(u.AbsoluteURL()) &&
-                          u.BaseURL().IsNil() && u.Item(true, true).IsNil();
-                 }),
+                    [](CFBundle& b) { return b.DataPointerNotRetained("kCFNull") == nullptr; }),
   };
   const std::size_t logged = DebugLogLines().size();
   const CallCounter counter;
@@ -226,48 +164,29 @@ TEST(CFTypeTest, EmptyWrappersAnswerWithoutThePlatform) {
     EXPECT_TRUE(Empty(w) && w->Hash() == 0 && w->TypeID() == 0 && w->RefCount() == 0) << name;
     EXPECT_TRUE(w->Equals(nullptr) && w->Equals(kRows[0].wrapper)) << name;
     EXPECT_EQ(w->Description(), "") << name;
-    w->Show();
     w->Retain();
     w->Release();
     EXPECT_TRUE(row.answersEmpty()) << name;
   }
-  CFType::Retain(nullptr);
-  CFType::Release(nullptr);
-  EXPECT_TRUE(CFType::TypeDescription(0) == "" && CFType::RefCount(nullptr) == 0);
-  EXPECT_TRUE(CFStringRetain(nullptr).IsNull());
   EXPECT_EQ(counter.Calls(), 0);
   EXPECT_EQ(DebugLogLines().size(), logged);
 }
 
+// Compare tells wrappers apart by reference, Equals by value; Retain and Release move the
+// platform's count only.
 TEST(CFTypeTest, CompareIsIdentityAndEqualsIsValue) {
   const Owned<CFStringRef> ref(NewString("same"));
   const auto a = CFString::New(ref.get(), false);
-  const auto b = CFString::New(ref.get(), false);
   const auto c = CFString::New("same");
-  EXPECT_FALSE(a == b);  // two wrappers, one reference
-  EXPECT_EQ(a->Operator_Compare(b), 0);
+  EXPECT_EQ(a->Operator_Compare(CFString::New(ref.get(), false)), 0);
   EXPECT_NE(a->Operator_Compare(c), 0);
-  EXPECT_EQ(a->Operator_Compare(c), -c->Operator_Compare(a));
   EXPECT_EQ(a->Operator_Compare(nullptr), 1);
   EXPECT_TRUE(a->Equals(c) && a->Hash() == c->Hash());
   EXPECT_FALSE(a->Equals(CFString::New("other")) || a->Equals(nullptr) || a->Equals(CFType::New()));
-  EXPECT_EQ(static_cast<Ptr>(*a), ref.get());
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-  EXPECT_TRUE(!a->IsNULL() && CFType::New()->IsNULL());
-#pragma GCC diagnostic pop
-  // Retain and Release change the platform's count only; CFStringRetain takes a count of its
-  // own for the value it gives.
   a->Retain();
   CFType::Release(ref.get());
-  EXPECT_EQ(CFStringRetain(ref.get()).Get(), ref.get());
-  EXPECT_EQ(CFType::RefCount(ref.get()), 3);
-  EXPECT_EQ(a->Reference(), ref.get());
+  EXPECT_EQ(CFType::RefCount(ref.get()), 2);
   EXPECT_EQ(a->Description().Bytes(), cf_test::TakeText(CFCopyDescription(ref.get())));
-  EXPECT_EQ(CFType::TypeDescription(CFBundle::ClassID()), "CFBundle");
-  testing::internal::CaptureStderr();
-  a->Show();
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "same\n");
 }
 
 }  // namespace

@@ -30,6 +30,8 @@ TEST(FetchedOnceTest, AFetchIsTriedOnceEvenWhenItRaises) {
   EXPECT_EQ(pair.Get([](std::pair<int, int>& p) { p = {5, 6}; }), std::make_pair(1, 0));
 }
 
+// After the first use the constants cost no platform call; each boolean has one shared
+// wrapper, while Get makes a new one of the same constant.
 TEST(FetchedOnceTest, TheConstantsAreFetchedAtFirstUseOnly) {
   CFDate::AbsoluteTimeIntervalSince1904();
   CFBoolean::GetTrue();
@@ -37,9 +39,14 @@ TEST(FetchedOnceTest, TheConstantsAreFetchedAtFirstUseOnly) {
   CFNumber::NaN();
   const CallCounter counter;
   EXPECT_EQ(CFDate::AbsoluteTimeIntervalSince1904(), 3061152000.0);
-  EXPECT_FALSE(CFBoolean::GetTrue().IsNil() || CFNumber::NaN().IsNil());
-  EXPECT_NE(CFNull::CFNullRef(), nullptr);
+  EXPECT_TRUE(CFBoolean::GetTrue() == CFBoolean::GetTrue() && CFNumber::NaN() == CFNumber::NaN());
+  const Ptr theNull = CFNull::CFNullRef();
   EXPECT_EQ(counter.Calls(), 0);
+  EXPECT_EQ(CFBoolean::GetTrue()->Reference(), Symbol<CFBooleanRef>("kCFBooleanTrue"));
+  EXPECT_EQ(theNull, Symbol<CFNullRef>("kCFNull"));
+  const Ref<CFBoolean> fresh = CFBoolean::Get(true);
+  EXPECT_TRUE(!(fresh == CFBoolean::GetTrue()) && fresh->Equals(CFBoolean::GetTrue()));
+  EXPECT_EQ(CFBoolean::GetFalse()->VariantValue(), Variant(false));
 }
 
 }  // namespace

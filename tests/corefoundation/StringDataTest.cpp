@@ -1,8 +1,6 @@
-#include <functional>
 #include <string>
 
 #include "corefoundation/CFData.h"
-#include "corefoundation/CFMutableData.h"
 #include "corefoundation/CFMutableString.h"
 #include "corefoundation/CFString.h"
 #include "platform/toolkit/cf/CFStringRef.h"
@@ -53,18 +51,6 @@ TEST(CFStringTest, ValuesComeOutAsCopiesWithCountsOfTheirOwn) {
             0);
 }
 
-TEST(CFMutableStringTest, TextIsBuiltUpAndMapped) {
-  const auto string = CFMutableString::New(
-      "Stra\xC3\x9F"
-      "e ");
-  string->Append("\xC3\x84pfel");
-  string->Append(String("\xFF"));  // makes no string: nothing to append
-  string->ToUppercase();
-  EXPECT_EQ(string->StringValue(), "STRASSE \xC3\x84PFEL");
-  string->ToLowercase();
-  EXPECT_EQ(string->StringValue(), "strasse \xC3\xA4pfel");
-}
-
 TEST(CFDataTest, BytesAreCopiedInAndOut) {
   auto block = Ref<MemoryBlock>::New(3);
   block->SetByte(1, 0xFF);
@@ -73,53 +59,7 @@ TEST(CFDataTest, BytesAreCopiedInAndOut) {
   const Ref<MemoryBlock> first = data->Data();
   EXPECT_FALSE(first == data->Data());
   EXPECT_EQ(first->StringValue().Bytes(), "\x00\xFF\x00"s);
-  EXPECT_EQ(data->VariantValue().As<MemoryBlock>()->StringValue(), first->StringValue());
   EXPECT_EQ(CFData::New(Ref<MemoryBlock>::New(0))->Data()->Size(), 0);
-}
-
-TEST(CFMutableDataTest, ChangesReplaceByteRanges) {
-  const char* xyz = "XYZ";
-  using Data = CFMutableData;
-  const struct {
-    const char* why;
-    std::function<void(Data&)> change;
-    std::string expected;
-  } kRows[] = {
-      {"append bytes", [&](Data& d) { d.Append(xyz, 2); }, "abcdefXY"},
-      {"append a String, no terminator", [](Data& d) { d.Append("gh"); }, "abcdefgh"},
-      {"append the empty String", [](Data& d) { d.Append(""); }, "abcdef"},
-      {"append from null", [](Data& d) { d.Append(nullptr, 3); }, "abcdef"},
-      {"delete", [](Data& d) { d.Delete(1, 3); }, "aef"},
-      {"replace", [&](Data& d) { d.Replace(2, 1, xyz, 3); }, "abXYZdef"},
-      {"replace with null deletes", [](Data& d) { d.Replace(0, 2, nullptr, 5); }, "cdef"},
-      {"offsets are cut to 32 bits", [](Data& d) { d.Delete((std::int64_t{1} << 32) + 4, 2); },
-       "abcd"},
-  };
-  for (const auto& row : kRows) {
-    const auto data = CFMutableData::New();
-    data->Append("abcdef");
-    row.change(*data);
-    EXPECT_EQ(data->Data()->StringValue().Bytes(), row.expected) << row.why;
-  }
-}
-
-// A copy is mutable and stands apart; from a block, the wrapper holds an immutable object.
-TEST(CFMutableDataTest, CopiesAreMutableAndIndependent) {
-  const auto source = CFData::New(Ref<MemoryBlock>::New(2));
-  const auto copy = CFMutableData::New(source);
-  copy->Append("!");
-  EXPECT_EQ(copy->Data()->Size() + source->Data()->Size(), 5);
-  for (const Ref<CFData>& none : {Ref<CFData>(), CFData::New(Ref<MemoryBlock>())}) {
-    const auto fresh = CFMutableData::New(none);
-    fresh->Append("x");
-    EXPECT_EQ(fresh->Data()->StringValue(), "x");
-  }
-  cf_test::ExpectRefusals();
-  const auto frozen = CFMutableData::New(Ref<MemoryBlock>::New(1));
-  const CallCounter counter;
-  frozen->Append("more");
-  EXPECT_EQ(counter.Refusals(), 1);
-  EXPECT_EQ(frozen->Data()->Size(), 1);
 }
 
 }  // namespace

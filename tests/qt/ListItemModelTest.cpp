@@ -8,7 +8,6 @@
 
 #include "Support.h"
 #include "platform/qt/ListItemModel.h"
-#include "platform/toolkit/Dictionary.h"
 
 namespace {
 
@@ -56,21 +55,12 @@ class ListItemModelTest : public ::testing::Test {
   QTreeView view;
 };
 
-TEST_F(ListItemModelTest, ClosedFoldersShowTheyCanOpenBeforeTheyHaveChildren) {
-  list->AddFolder("a");
-  list->AddRow({"b", "k", kLongInfo});
-  list->AddFolder("c");
-  ASSERT_EQ(model.rowCount(), 3);
-  EXPECT_TRUE(model.hasChildren(Top(0)));
-  EXPECT_FALSE(model.hasChildren(Top(1)));
-  EXPECT_EQ(model.rowCount(Top(0)), 0);
-  EXPECT_EQ(model.headerData(2, Qt::Horizontal).toString(), "Info");
-  EXPECT_EQ(Text(model.index(1, 2)), kLongInfo);
-}
-
+// A closed folder shows it can open before it has children; the rows of one open folder stay
+// addressed when another closes.
 TEST_F(ListItemModelTest, RowsOfOneOpenFolderStayAddressedWhenAnotherCloses) {
   list->AddFolder("a");
   list->AddFolder("c");
+  EXPECT_TRUE(model.hasChildren(Top(0)) && model.rowCount(Top(0)) == 0);
   list->Expanded(1, true);  // c: rows 2, 3
   list->Expanded(0, true);  // a: rows 1, 2; c moves to 3
   ASSERT_EQ(model.rowCount(Top(0)), 2);
@@ -100,8 +90,7 @@ TEST_F(ListItemModelTest, AnEventsRowsReachQtAtItsEnd) {
   } cases[] = {
       {"rows added one by one",
        [&] {
-         for (int i = 0; i < 300; ++i)
-           list->AddRow({std::to_string(i), "", kLongInfo});
+         list->AddRow({"1", "", kLongInfo}), list->AddRow({"2"});
        },
        1},
       {"a row opened by the event that added it, with a row behind it",
@@ -119,11 +108,7 @@ TEST_F(ListItemModelTest, AnEventsRowsReachQtAtItsEnd) {
          list->Cell(0, 1, "written");
        },
        2},
-      {"an event that raises",
-       [&] {
-         list->AddRow({"z"});
-         throw toolkit::RuntimeException("inside");
-       },
+      {"an event that raises", [&] { list->AddRow({"z"}), throw toolkit::RuntimeException(""); },
        1},
   };
   for (const auto& c : cases) {
@@ -142,25 +127,6 @@ TEST_F(ListItemModelTest, AnEventsRowsReachQtAtItsEnd) {
     }
     EXPECT_EQ(QtRows(), rows);
   }
-}
-
-TEST_F(ListItemModelTest, ClearingAndTheListsVisibilityReachQt) {
-  bool shown = true;
-  model.OnVisibility = [&](bool v) { shown = v; };
-  list->AddFolder("a");
-  list->Expanded(0, true);
-  auto tag = Ref<toolkit::Dictionary>::New();
-  const std::weak_ptr<toolkit::Dictionary> gone = tag.shared();
-  list->RowTag(0, tag);
-  tag = nullptr;
-  QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
-  list->DeleteAllRows();
-  EXPECT_EQ(model.rowCount(), 0);
-  ASSERT_EQ(removed.count(), 1);
-  EXPECT_FALSE(removed.at(0).at(0).value<QModelIndex>().isValid());
-  EXPECT_TRUE(QTest::qWaitFor([&] { return gone.expired(); })) << "the row's tag goes soon";
-  list->Visible(false);
-  EXPECT_FALSE(shown);
 }
 
 }  // namespace
