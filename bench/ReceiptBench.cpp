@@ -111,7 +111,7 @@ long WalkAndCopies(const unsigned char* data, long size) {
                       const std::int64_t number =
                           CertTools::intVal(numberBytes, numberTag, numberLength);
                       if (number == 1 || number == 6) return;
-                      const auto block = toolkit::Ref<toolkit::MemoryBlock>::New(
+                      const auto block = toolkit::MemoryBlock::NewCopy(
                           value, static_cast<std::size_t>(length));
                       const toolkit::String text = toolkit::Str(number, "-#");
                       const toolkit::String attr = toolkit::String("attr ") + text;

@@ -109,7 +109,7 @@ String NumberText(std::int64_t number) {
 void TakeAttribute(Dictionary& map, std::int64_t number, const Cursor& octets, Cursor toRecordEnd,
                    Asn1GetObject read) {
   const Keys key = keyForAttrType(number);
-  const auto raw = Ref<MemoryBlock>::New(octets.Data(), octets.Size());
+  const auto raw = MemoryBlock::NewCopy(octets.Data(), octets.Size());
   if (number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
 
   // The bound of the value object is the end of the record, not of the OCTET STRING; the
