@@ -56,7 +56,7 @@ void Dictionary::Insert(Entry entry) {
 }
 
 template <class Key>
-void Dictionary::Store(Key&& key, Variant value) {
+void Dictionary::Store(Key&& key, Variant&& value) {
   const std::uint64_t hash = Mix(key.Hash());
   const std::size_t slot = FindSlot(key, hash);
   if (slot != kNone) {

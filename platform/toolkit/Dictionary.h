@@ -57,7 +57,7 @@ class Dictionary : public Object {
   // Points the first free slot from the entry's home at entry `index`.
   void Place(std::size_t index);
   template <class Key>
-  void Store(Key&& key, Variant value);
+  void Store(Key&& key, Variant&& value);
 
   std::vector<Entry> entries_;
   std::vector<Slot> slots_;  // empty, or a power of two of them
