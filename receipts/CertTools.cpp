@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
+#include <string_view>
 
 #include "platform/toolkit/MemoryBlock.h"
 
@@ -99,9 +101,22 @@ class Cursor {
   std::size_t size_;
 };
 
-// Number text of an attribute: decimal, "-" before a negative number, no padding.
+// The text of an attribute's number in its keys: decimal, "-" before a negative number, no
+// padding.
 String NumberText(std::int64_t number) {
   return toolkit::Str(number, "-#");
+}
+
+// A key of an attribute's entries, "attr " or "raw " followed by the number text, formed in
+// one piece.
+template <std::size_t N>
+String EntryKey(const char (&prefix)[N], const String& numberText) {
+  constexpr std::size_t kPrefix = N - 1;
+  char buffer[kPrefix + 20];  // 20: the longest number text, that of INT64_MIN
+  const std::size_t length = std::min(numberText.LenB(), sizeof buffer - kPrefix);
+  std::memcpy(buffer, prefix, kPrefix);
+  std::memcpy(buffer + kPrefix, numberText.View().data(), length);
+  return String(std::string_view(buffer, kPrefix + length));
 }
 
 // `octets` are the contents of the attribute's OCTET STRING; `toRecordEnd` starts at the same
@@ -109,7 +124,7 @@ String NumberText(std::int64_t number) {
 void TakeAttribute(Dictionary& map, std::int64_t number, const Cursor& octets, Cursor toRecordEnd,
                    Asn1GetObject read) {
   const Keys key = keyForAttrType(number);
-  const auto raw = MemoryBlock::NewCopy(octets.Data(), octets.Size());
+  Variant raw = MemoryBlock::NewCopy(octets.Data(), octets.Size());
   if (number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
 
   // The bound of the value object is the end of the record, not of the OCTET STRING; the
@@ -137,11 +152,11 @@ void TakeAttribute(Dictionary& map, std::int64_t number, const Cursor& octets, C
   if (!decoded.IsNull()) {
     if (key != Keys::None) {
       const bool keepsRaw = key == Keys::Opaque || key == Keys::Hash;
-      map.Value(static_cast<std::int64_t>(key), keepsRaw ? Variant(raw) : decoded);
+      map.Value(static_cast<std::int64_t>(key), keepsRaw ? raw : decoded);
     }
-    map.Value(String("attr ") + numberText, std::move(decoded));
+    map.Value(EntryKey("attr ", numberText), std::move(decoded));
   }
-  map.Value(String("raw ") + numberText, raw);
+  map.Value(EntryKey("raw ", numberText), std::move(raw));
 }
 
 // One record: its number, its version, its value, and anything behind them.
