@@ -5,6 +5,7 @@
 #include <openssl/pkcs7.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -119,13 +120,103 @@ String EntryKey(const char (&prefix)[N], const String& numberText) {
   return String(std::string_view(buffer, kPrefix + length));
 }
 
+// What the records of one SET leave in its map, gathered by attribute number. A later record of
+// a number replaces the entries that it writes and leaves the others as an earlier one left
+// them: so for each number only its last raw block counts, and its last decoded value with
+// what that record stored beside it under the number's Keys member. Those are kept here as the
+// records come, and the map is filled once when the SET ends: it never holds, hashes or
+// replaces what a later record would have replaced, and the keys' texts are made once for each
+// number.
+class SetEntries {
+ public:
+  // What one record leaves: its raw block, and its decoded value, which is either that block
+  // (`decodedIsRaw`) or `decoded`, nil when the record has none.
+  void Take(std::int64_t number, Ref<MemoryBlock>&& raw, Variant&& decoded, bool decodedIsRaw) {
+    Attribute& a = Find(number);
+    a.raw = std::move(raw);
+    if (!decodedIsRaw && decoded.IsNull()) return;
+    a.hasDecoded = true;
+    a.decodedIsRaw = decodedIsRaw;
+    a.decoded = std::move(decoded);
+    a.rawOfDecoded = decodedIsRaw || KeepsRaw(a.key) ? a.raw : nullptr;
+  }
+
+  // Stores the entries of every number taken since the last Fill in `map`, and starts over.
+  void Fill(Dictionary& map) {
+    for (Attribute& a : attributes_) {
+      const Variant raw = a.raw;
+      if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
+      const String numberText = NumberText(a.number);
+      if (a.hasDecoded) {
+        Variant decoded = a.decodedIsRaw ? Variant(a.rawOfDecoded) : std::move(a.decoded);
+        if (a.key != Keys::None)
+          map.Value(static_cast<std::int64_t>(a.key),
+                    KeepsRaw(a.key) ? Variant(a.rawOfDecoded) : decoded);
+        map.Value(EntryKey("attr ", numberText), std::move(decoded));
+      }
+      map.Value(EntryKey("raw ", numberText), raw);
+    }
+    attributes_.clear();
+    slots_.assign(slots_.size(), 0);
+  }
+
+ private:
+  // Opaque and Hash hold the raw block of the record whose decoded value is kept.
+  static bool KeepsRaw(Keys key) { return key == Keys::Opaque || key == Keys::Hash; }
+
+  struct Attribute {
+    std::int64_t number;
+    Keys key;
+    Ref<MemoryBlock> raw;           // of the last record
+    bool hasDecoded = false;        // some record had a decoded value; the last of them:
+    bool decodedIsRaw = false;      // its value is its raw block, rawOfDecoded
+    Variant decoded;                // its value, when that isn't its raw block
+    Ref<MemoryBlock> rawOfDecoded;  // its raw block, when that is the value or the key keeps it
+  };
+
+  // The attribute of `number`, a new one when the number is new. The slots are an open
+  // addressed table of indexes + 1 into attributes_ (0 for an empty slot), at most half full.
+  Attribute& Find(std::int64_t number) {
+    const auto home = [this](std::int64_t n) {
+      return static_cast<std::size_t>((static_cast<std::uint64_t>(n) * 0x9E3779B97F4A7C15) >>
+                                      shift_);
+    };
+    if (!slots_.empty()) {
+      const std::size_t mask = slots_.size() - 1;
+      for (std::size_t i = home(number); slots_[i] != 0; i = (i + 1) & mask) {
+        Attribute& a = attributes_[slots_[i] - 1];
+        if (a.number == number) return a;
+      }
+    }
+    if ((attributes_.size() + 1) * 2 > slots_.size()) {
+      slots_.assign(slots_.empty() ? 32 : slots_.size() * 2, 0);
+      shift_ = 64 - std::countr_zero(slots_.size());
+      for (std::size_t index = 0; index < attributes_.size(); ++index)
+        Place(home(attributes_[index].number), index);
+    }
+    attributes_.push_back(
+        Attribute{number, keyForAttrType(number), nullptr, false, false, {}, nullptr});
+    Place(home(number), attributes_.size() - 1);
+    return attributes_.back();
+  }
+
+  void Place(std::size_t i, std::size_t index) {
+    const std::size_t mask = slots_.size() - 1;
+    while (slots_[i] != 0)
+      i = (i + 1) & mask;
+    slots_[i] = static_cast<std::uint32_t>(index + 1);
+  }
+
+  std::vector<Attribute> attributes_;  // in the order of their numbers' first records
+  std::vector<std::uint32_t> slots_;
+  int shift_ = 64;
+};
+
 // `octets` are the contents of the attribute's OCTET STRING; `toRecordEnd` starts at the same
 // byte and runs to the end of the record.
-void TakeAttribute(Dictionary& map, std::int64_t number, const Cursor& octets, Cursor toRecordEnd,
-                   Asn1GetObject read) {
-  const Keys key = keyForAttrType(number);
-  Variant raw = MemoryBlock::NewCopy(octets.Data(), octets.Size());
-  if (number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
+void TakeAttribute(SetEntries& entries, std::int64_t number, const Cursor& octets,
+                   Cursor toRecordEnd, Asn1GetObject read) {
+  auto raw = MemoryBlock::NewCopy(octets.Data(), octets.Size());
 
   // The bound of the value object is the end of the record, not of the OCTET STRING; the
   // fallback test below catches an object that runs past the OCTET STRING.
@@ -133,10 +224,11 @@ void TakeAttribute(Dictionary& map, std::int64_t number, const Cursor& octets, C
   const Cursor value = toRecordEnd.ReadObject(read, h);
 
   Variant decoded;
+  bool decodedIsRaw = false;
   if (h.result != 0 || h.length < 1 || h.headerSize + h.length > octets.Size()) {
     // Constructed (a nested SET), indefinite, empty, broken or overrunning: the bytes as they
     // are. Only the OCTET STRING's own bytes were copied, so this never reads further.
-    decoded = raw;
+    decodedIsRaw = true;
   } else if (h.tag == kTagInteger || h.tag == kTagNegInteger) {
     if (value.Size() <= 8) {
       decoded = intVal(value.Data(), h.tag, static_cast<std::int64_t>(value.Size()));
@@ -147,20 +239,11 @@ void TakeAttribute(Dictionary& map, std::int64_t number, const Cursor& octets, C
     decoded =
         String(std::string(reinterpret_cast<const char*>(value.Data()), value.Size()), encoding);
   }
-
-  const String numberText = NumberText(number);
-  if (!decoded.IsNull()) {
-    if (key != Keys::None) {
-      const bool keepsRaw = key == Keys::Opaque || key == Keys::Hash;
-      map.Value(static_cast<std::int64_t>(key), keepsRaw ? raw : decoded);
-    }
-    map.Value(EntryKey("attr ", numberText), std::move(decoded));
-  }
-  map.Value(EntryKey("raw ", numberText), std::move(raw));
+  entries.Take(number, std::move(raw), std::move(decoded), decodedIsRaw);
 }
 
 // One record: its number, its version, its value, and anything behind them.
-void TakeRecord(Dictionary& map, Cursor fields, Asn1GetObject read) {
+void TakeRecord(SetEntries& entries, Cursor fields, Asn1GetObject read) {
   Header h;
   const Cursor numberBytes = fields.ReadObject(read, h);
   const std::int64_t number =
@@ -172,7 +255,7 @@ void TakeRecord(Dictionary& map, Cursor fields, Asn1GetObject read) {
   const Cursor toRecordEnd = fields;
   const Cursor octets = fields.Take(value.length);
   if (value.tag == kTagOctetString && number != 1 && number != 6) {
-    TakeAttribute(map, number, octets, toRecordEnd, read);
+    TakeAttribute(entries, number, octets, toRecordEnd, read);
   }
 
   while (!fields.Empty())  // anything behind the three fields
@@ -181,22 +264,24 @@ void TakeRecord(Dictionary& map, Cursor fields, Asn1GetObject read) {
 
 std::optional<std::vector<Ref<Dictionary>>> Walk(Cursor payload, Asn1GetObject read) {
   std::vector<Ref<Dictionary>> result;
+  SetEntries entries;
   while (!payload.Empty()) {
     Header set;
     Cursor records = payload.ReadObject(read, set);
     if (set.tag != kTagSet) return std::nullopt;
-    auto map = Ref<Dictionary>::New();
 
     while (!records.Empty()) {
       const Header record = records.ReadHeader(read);
       if (record.tag != kTagSequence) break;
-      TakeRecord(*map, records.Take(record.length), read);
+      TakeRecord(entries, records.Take(record.length), read);
     }
     // Only after a non-record left the loop, which stands behind that object's header: its
     // contents are walked as objects.
     while (!records.Empty())
       records.SkipObject(read);
 
+    auto map = Ref<Dictionary>::New();
+    entries.Fill(*map);
     if (map->Count() > 0) result.push_back(map);
   }
   return result;
