@@ -143,6 +143,12 @@ class SetEntries {
 
   // Stores the entries of every number taken since the last Fill in `map`, and starts over.
   void Fill(Dictionary& map) {
+    std::int64_t count = 0;
+    for (const Attribute& a : attributes_) {
+      count += 1 + (a.number == 2 ? 1 : 0);
+      if (a.hasDecoded) count += a.key != Keys::None ? 2 : 1;
+    }
+    map.Reserve(count);
     for (Attribute& a : attributes_) {
       const Variant raw = a.raw;
       if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
@@ -188,6 +194,7 @@ class SetEntries {
         if (a.number == number) return a;
       }
     }
+    if (attributes_.empty()) attributes_.reserve(16);  // a receipt has about a dozen numbers
     if ((attributes_.size() + 1) * 2 > slots_.size()) {
       slots_.assign(slots_.empty() ? 32 : slots_.size() * 2, 0);
       shift_ = 64 - std::countr_zero(slots_.size());

@@ -1,5 +1,7 @@
 #include "platform/toolkit/Dictionary.h"
 
+#include <algorithm>
+#include <bit>
 #include <utility>
 
 namespace toolkit {
@@ -37,22 +39,20 @@ void Dictionary::Place(std::size_t index) {
   slots_[i] = Slot{static_cast<std::uint32_t>(index + 1), static_cast<std::uint32_t>(hash)};
 }
 
-void Dictionary::Grow() {
-  const std::size_t size = slots_.empty() ? 16 : slots_.size() * 2;
+void Dictionary::Rehash(std::size_t size) {
   slots_.assign(size, Slot{});
-  shift_ = 64;
-  for (std::size_t n = size; n > 1; n /= 2)
-    --shift_;
+  shift_ = 64 - std::countr_zero(size);
   for (std::size_t index = 0; index < entries_.size(); ++index)
     Place(index);
 }
 
-void Dictionary::Insert(Entry entry) {
-  // The entry is complete before the array can move: `entry` may have been made from a key or
-  // value that lives in this map.
-  if ((entries_.size() + 1) * 2 > slots_.size()) Grow();
-  entries_.push_back(std::move(entry));
-  Place(entries_.size() - 1);
+void Dictionary::Reserve(std::int64_t count) {
+  if (count <= 0) return;
+  const auto n = static_cast<std::size_t>(count);
+  entries_.reserve(n);
+  // At most half full, as Store keeps it.
+  const std::size_t size = std::bit_ceil(std::max<std::size_t>(n * 2, 16));
+  if (size > slots_.size()) Rehash(size);
 }
 
 template <class Key>
@@ -63,7 +63,11 @@ void Dictionary::Store(Key&& key, Variant&& value) {
     entries_[slots_[slot].entry - 1].value = std::move(value);
     return;
   }
-  Insert(Entry{std::forward<Key>(key), std::move(value), hash});
+  // A new key. The slots may be made anew, but the entries move only once the new one is made:
+  // `key` may be a key or value of this map.
+  if ((entries_.size() + 1) * 2 > slots_.size()) Rehash(slots_.empty() ? 16 : slots_.size() * 2);
+  entries_.emplace_back(std::forward<Key>(key), std::move(value), hash);
+  Place(entries_.size() - 1);
 }
 
 void Dictionary::Value(const Variant& key, Variant value) {

@@ -29,11 +29,17 @@ class Dictionary : public Object {
   Variant Lookup(const Variant& key, const Variant& defaultValue) const;
   void Remove(const Variant& key);  // KeyNotFoundException when the key isn't there
   void Clear();
+  // Makes room for `count` entries in all, so that storing new keys up to that count allocates
+  // nothing. It changes no entry.
+  void Reserve(std::int64_t count);
   std::vector<Variant> Keys() const;
   std::vector<Variant> Values() const;
 
  private:
   struct Entry {
+    template <class Key>
+    Entry(Key&& k, Variant&& v, std::uint64_t h)
+        : key(std::forward<Key>(k)), value(std::move(v)), hash(h) {}
     Variant key;
     Variant value;
     std::uint64_t hash;  // Mix of the key's hash
@@ -50,10 +56,8 @@ class Dictionary : public Object {
   std::size_t Home(std::uint64_t hash) const { return static_cast<std::size_t>(hash >> shift_); }
   // The slot that refers to `key`, or kNone.
   std::size_t FindSlot(const Variant& key, std::uint64_t hash) const;
-  // Adds an entry for a key that isn't there.
-  void Insert(Entry entry);
-  // Makes the slot table twice as large (at first 16 slots) and fills it again.
-  void Grow();
+  // Makes the slot table `size` slots large, a power of two, and fills it again.
+  void Rehash(std::size_t size);
   // Points the first free slot from the entry's home at entry `index`.
   void Place(std::size_t index);
   template <class Key>
