@@ -162,11 +162,20 @@ class SetEntries {
       }
       map.Value(EntryKey("raw ", numberText), raw);
     }
+    // Starts over at a cost in proportion to this SET: a table that a larger SET before left
+    // behind is let go rather than emptied, so that many small SETs behind a large one don't
+    // each pay for its size.
+    if (slots_.size() > 4 * attributes_.size() + kFirstSlots) {
+      slots_.clear();
+    } else {
+      std::fill(slots_.begin(), slots_.end(), 0);
+    }
     attributes_.clear();
-    slots_.assign(slots_.size(), 0);
   }
 
  private:
+  static constexpr std::size_t kFirstSlots = 32;
+
   // Opaque and Hash hold the raw block of the record whose decoded value is kept.
   static bool KeepsRaw(Keys key) { return key == Keys::Opaque || key == Keys::Hash; }
 
@@ -196,7 +205,7 @@ class SetEntries {
     }
     if (attributes_.empty()) attributes_.reserve(16);  // a receipt has about a dozen numbers
     if ((attributes_.size() + 1) * 2 > slots_.size()) {
-      slots_.assign(slots_.empty() ? 32 : slots_.size() * 2, 0);
+      slots_.assign(slots_.empty() ? kFirstSlots : slots_.size() * 2, 0);
       shift_ = 64 - std::countr_zero(slots_.size());
       for (std::size_t index = 0; index < attributes_.size(); ++index)
         Place(home(attributes_[index].number), index);
