@@ -24,7 +24,7 @@ struct TailAllocator {
     *tail = static_cast<std::uint8_t*>(p) + n * sizeof(T);
     return static_cast<T*>(p);
   }
-  void deallocate(T* p, std::size_t n) { ::operator delete(p, n * sizeof(T) + extra); }
+  void deallocate(T* p, std::size_t) { ::operator delete(p); }
 
   template <class U>
   bool operator==(const TailAllocator<U>& other) const {
