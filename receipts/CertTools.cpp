@@ -150,7 +150,7 @@ class SetEntries {
     }
     map.Reserve(count);
     for (Attribute& a : attributes_) {
-      const Variant raw = a.raw;
+      Variant raw = a.raw;
       if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
       const String numberText = NumberText(a.number);
       if (a.hasDecoded) {
@@ -160,7 +160,7 @@ class SetEntries {
                     KeepsRaw(a.key) ? Variant(a.rawOfDecoded) : decoded);
         map.Value(EntryKey("attr ", numberText), std::move(decoded));
       }
-      map.Value(EntryKey("raw ", numberText), raw);
+      map.Value(EntryKey("raw ", numberText), std::move(raw));
     }
     // Starts over at a cost in proportion to this SET: a table that a larger SET before left
     // behind is let go rather than emptied, so that many small SETs behind a large one don't

@@ -55,26 +55,34 @@ void Dictionary::Reserve(std::int64_t count) {
   if (size > slots_.size()) Rehash(size);
 }
 
-template <class Key>
-void Dictionary::Store(Key&& key, Variant&& value) {
+template <class Key, class Item>
+void Dictionary::Store(Key&& key, Item&& value) {
   const std::uint64_t hash = Mix(key.Hash());
   const std::size_t slot = FindSlot(key, hash);
   if (slot != kNone) {
-    entries_[slots_[slot].entry - 1].value = std::move(value);
+    entries_[slots_[slot].entry - 1].value = std::forward<Item>(value);
     return;
   }
   // A new key. The slots may be made anew, but the entries move only once the new one is made:
-  // `key` may be a key or value of this map.
+  // `key` and `value` may be keys or values of this map.
   if ((entries_.size() + 1) * 2 > slots_.size()) Rehash(slots_.empty() ? 16 : slots_.size() * 2);
-  entries_.emplace_back(std::forward<Key>(key), std::move(value), hash);
+  entries_.emplace_back(std::forward<Key>(key), std::forward<Item>(value), hash);
   Place(entries_.size() - 1);
 }
 
-void Dictionary::Value(const Variant& key, Variant value) {
+void Dictionary::Value(const Variant& key, const Variant& value) {
+  Store(key, value);
+}
+
+void Dictionary::Value(const Variant& key, Variant&& value) {
   Store(key, std::move(value));
 }
 
-void Dictionary::Value(Variant&& key, Variant value) {
+void Dictionary::Value(Variant&& key, const Variant& value) {
+  Store(std::move(key), value);
+}
+
+void Dictionary::Value(Variant&& key, Variant&& value) {
   Store(std::move(key), std::move(value));
 }
 

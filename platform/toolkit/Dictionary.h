@@ -23,8 +23,10 @@ class Dictionary : public Object {
   const Variant& Value(const Variant& key) const;
   // Stores `value` under `key`, replacing what stood there. A key that was there stays as it
   // was stored first (so the Int32 key 1 stays one when the Double key 1.0 replaces its value).
-  void Value(const Variant& key, Variant value);
-  void Value(Variant&& key, Variant value);
+  void Value(const Variant& key, const Variant& value);
+  void Value(const Variant& key, Variant&& value);
+  void Value(Variant&& key, const Variant& value);
+  void Value(Variant&& key, Variant&& value);
   // The value of `key`, or `defaultValue` when the key isn't there.
   Variant Lookup(const Variant& key, const Variant& defaultValue) const;
   void Remove(const Variant& key);  // KeyNotFoundException when the key isn't there
@@ -37,9 +39,9 @@ class Dictionary : public Object {
 
  private:
   struct Entry {
-    template <class Key>
-    Entry(Key&& k, Variant&& v, std::uint64_t h)
-        : key(std::forward<Key>(k)), value(std::move(v)), hash(h) {}
+    template <class Key, class Item>
+    Entry(Key&& k, Item&& v, std::uint64_t h)
+        : key(std::forward<Key>(k)), value(std::forward<Item>(v)), hash(h) {}
     Variant key;
     Variant value;
     std::uint64_t hash;  // Mix of the key's hash
@@ -60,8 +62,8 @@ class Dictionary : public Object {
   void Rehash(std::size_t size);
   // Points the first free slot from the entry's home at entry `index`.
   void Place(std::size_t index);
-  template <class Key>
-  void Store(Key&& key, Variant&& value);
+  template <class Key, class Item>
+  void Store(Key&& key, Item&& value);
 
   std::vector<Entry> entries_;
   std::vector<Slot> slots_;  // empty, or a power of two of them
