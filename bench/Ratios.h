@@ -2,10 +2,13 @@
 
 // Benchmarks here report ratios against a baseline measured in the same run, since absolute
 // times depend on the machine. RunWithRatios runs the selected benchmarks with the usual table
-// and then prints "ratio A / B = x" for each pair whose two benchmarks both ran.
+// and then prints "ratio A / B = x" for each pair whose two benchmarks both ran. Each side is the
+// median CPU time per iteration over the repetitions (--benchmark_repetitions), so that one
+// repetition disturbed by another process on the machine doesn't move the ratio.
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -18,22 +21,39 @@ class RatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-        times_[run.benchmark_name()] = run.GetAdjustedCPUTime();
+      if (run.error_occurred) continue;
+      const std::string name = run.run_name.str();
+      if (run.run_type == Run::RT_Iteration) {
+        times_[name].push_back(run.GetAdjustedCPUTime());
+      } else if (run.aggregate_name == "median" && run.aggregate_unit == benchmark::kTime) {
+        medians_[name] = run.GetAdjustedCPUTime();
       }
     }
     ConsoleReporter::ReportRuns(runs);
   }
 
+  // The median time of `name`, or a negative number when it didn't run. The library's own
+  // median aggregate where it reported one (it does when only aggregates are reported).
+  double Median(const std::string& name) const {
+    if (const auto m = medians_.find(name); m != medians_.end()) return m->second;
+    const auto t = times_.find(name);
+    if (t == times_.end() || t->second.empty()) return -1;
+    std::vector<double> v = t->second;
+    std::sort(v.begin(), v.end());
+    const std::size_t n = v.size();
+    return n % 2 == 1 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+  }
+
   void PrintRatio(const std::string& a, const std::string& b) const {
-    const auto ia = times_.find(a);
-    const auto ib = times_.find(b);
-    if (ia == times_.end() || ib == times_.end() || ib->second <= 0) return;
-    std::printf("ratio %s / %s = %.3f\n", a.c_str(), b.c_str(), ia->second / ib->second);
+    const double ta = Median(a);
+    const double tb = Median(b);
+    if (ta < 0 || tb <= 0) return;
+    std::printf("ratio %s / %s = %.3f\n", a.c_str(), b.c_str(), ta / tb);
   }
 
  private:
-  std::map<std::string, double> times_;
+  std::map<std::string, std::vector<double>> times_;
+  std::map<std::string, double> medians_;
 };
 
 inline void RunWithRatios(int* argc, char** argv,

@@ -5,8 +5,11 @@
 #include <openssl/pkcs7.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
+#include <string_view>
 
 #include "platform/toolkit/MemoryBlock.h"
 
@@ -99,18 +102,137 @@ class Cursor {
   std::size_t size_;
 };
 
-// Number text of an attribute: decimal, "-" before a negative number, no padding.
+// The text of an attribute's number in its keys: decimal, "-" before a negative number, no
+// padding.
 String NumberText(std::int64_t number) {
   return toolkit::Str(number, "-#");
 }
 
+// A key of an attribute's entries, "attr " or "raw " followed by the number text, formed in
+// one piece.
+template <std::size_t N>
+String EntryKey(const char (&prefix)[N], const String& numberText) {
+  constexpr std::size_t kPrefix = N - 1;
+  char buffer[kPrefix + 20];  // 20: the longest number text, that of INT64_MIN
+  const std::size_t length = std::min(numberText.LenB(), sizeof buffer - kPrefix);
+  std::memcpy(buffer, prefix, kPrefix);
+  std::memcpy(buffer + kPrefix, numberText.View().data(), length);
+  return String(std::string_view(buffer, kPrefix + length));
+}
+
+// What the records of one SET leave in its map, gathered by attribute number. A later record of
+// a number replaces the entries that it writes and leaves the others as an earlier one left
+// them: so for each number only its last raw block counts, and its last decoded value with
+// what that record stored beside it under the number's Keys member. Those are kept here as the
+// records come, and the map is filled once when the SET ends: it never holds, hashes or
+// replaces what a later record would have replaced, and the keys' texts are made once for each
+// number.
+class SetEntries {
+ public:
+  // What one record leaves: its raw block, and its decoded value, which is either that block
+  // (`decodedIsRaw`) or `decoded`, nil when the record has none.
+  void Take(std::int64_t number, Ref<MemoryBlock>&& raw, Variant&& decoded, bool decodedIsRaw) {
+    Attribute& a = Find(number);
+    a.raw = std::move(raw);
+    if (!decodedIsRaw && decoded.IsNull()) return;
+    a.hasDecoded = true;
+    a.decodedIsRaw = decodedIsRaw;
+    a.decoded = std::move(decoded);
+    a.rawOfDecoded = decodedIsRaw || KeepsRaw(a.key) ? a.raw : nullptr;
+  }
+
+  // Stores the entries of every number taken since the last Fill in `map`, and starts over.
+  void Fill(Dictionary& map) {
+    std::int64_t count = 0;
+    for (const Attribute& a : attributes_) {
+      count += 1 + (a.number == 2 ? 1 : 0);
+      if (a.hasDecoded) count += a.key != Keys::None ? 2 : 1;
+    }
+    map.Reserve(count);
+    for (Attribute& a : attributes_) {
+      Variant raw = a.raw;
+      if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
+      const String numberText = NumberText(a.number);
+      if (a.hasDecoded) {
+        Variant decoded = a.decodedIsRaw ? Variant(a.rawOfDecoded) : std::move(a.decoded);
+        if (a.key != Keys::None)
+          map.Value(static_cast<std::int64_t>(a.key),
+                    KeepsRaw(a.key) ? Variant(a.rawOfDecoded) : decoded);
+        map.Value(EntryKey("attr ", numberText), std::move(decoded));
+      }
+      map.Value(EntryKey("raw ", numberText), std::move(raw));
+    }
+    // Starts over at a cost in proportion to this SET: a table that a larger SET before left
+    // behind is let go rather than emptied, so that many small SETs behind a large one don't
+    // each pay for its size.
+    if (slots_.size() > 4 * attributes_.size() + kFirstSlots) {
+      slots_.clear();
+    } else {
+      std::fill(slots_.begin(), slots_.end(), 0);
+    }
+    attributes_.clear();
+  }
+
+ private:
+  static constexpr std::size_t kFirstSlots = 32;
+
+  // Opaque and Hash hold the raw block of the record whose decoded value is kept.
+  static bool KeepsRaw(Keys key) { return key == Keys::Opaque || key == Keys::Hash; }
+
+  struct Attribute {
+    std::int64_t number;
+    Keys key;
+    Ref<MemoryBlock> raw;           // of the last record
+    bool hasDecoded = false;        // some record had a decoded value; the last of them:
+    bool decodedIsRaw = false;      // its value is its raw block, rawOfDecoded
+    Variant decoded;                // its value, when that isn't its raw block
+    Ref<MemoryBlock> rawOfDecoded;  // its raw block, when that is the value or the key keeps it
+  };
+
+  // The attribute of `number`, a new one when the number is new. The slots are an open
+  // addressed table of indexes + 1 into attributes_ (0 for an empty slot), at most half full.
+  Attribute& Find(std::int64_t number) {
+    const auto home = [this](std::int64_t n) {
+      return static_cast<std::size_t>((static_cast<std::uint64_t>(n) * 0x9E3779B97F4A7C15) >>
+                                      shift_);
+    };
+    if (!slots_.empty()) {
+      const std::size_t mask = slots_.size() - 1;
+      for (std::size_t i = home(number); slots_[i] != 0; i = (i + 1) & mask) {
+        Attribute& a = attributes_[slots_[i] - 1];
+        if (a.number == number) return a;
+      }
+    }
+    if (attributes_.empty()) attributes_.reserve(16);  // a receipt has about a dozen numbers
+    if ((attributes_.size() + 1) * 2 > slots_.size()) {
+      slots_.assign(slots_.empty() ? kFirstSlots : slots_.size() * 2, 0);
+      shift_ = 64 - std::countr_zero(slots_.size());
+      for (std::size_t index = 0; index < attributes_.size(); ++index)
+        Place(home(attributes_[index].number), index);
+    }
+    attributes_.push_back(
+        Attribute{number, keyForAttrType(number), nullptr, false, false, {}, nullptr});
+    Place(home(number), attributes_.size() - 1);
+    return attributes_.back();
+  }
+
+  void Place(std::size_t i, std::size_t index) {
+    const std::size_t mask = slots_.size() - 1;
+    while (slots_[i] != 0)
+      i = (i + 1) & mask;
+    slots_[i] = static_cast<std::uint32_t>(index + 1);
+  }
+
+  std::vector<Attribute> attributes_;  // in the order of their numbers' first records
+  std::vector<std::uint32_t> slots_;
+  int shift_ = 64;
+};
+
 // `octets` are the contents of the attribute's OCTET STRING; `toRecordEnd` starts at the same
 // byte and runs to the end of the record.
-void TakeAttribute(Dictionary& map, std::int64_t number, const Cursor& octets, Cursor toRecordEnd,
-                   Asn1GetObject read) {
-  const Keys key = keyForAttrType(number);
-  const auto raw = Ref<MemoryBlock>::New(octets.Data(), octets.Size());
-  if (number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
+void TakeAttribute(SetEntries& entries, std::int64_t number, const Cursor& octets,
+                   Cursor toRecordEnd, Asn1GetObject read) {
+  auto raw = MemoryBlock::NewCopy(octets.Data(), octets.Size());
 
   // The bound of the value object is the end of the record, not of the OCTET STRING; the
   // fallback test below catches an object that runs past the OCTET STRING.
@@ -118,10 +240,11 @@ void TakeAttribute(Dictionary& map, std::int64_t number, const Cursor& octets, C
   const Cursor value = toRecordEnd.ReadObject(read, h);
 
   Variant decoded;
+  bool decodedIsRaw = false;
   if (h.result != 0 || h.length < 1 || h.headerSize + h.length > octets.Size()) {
     // Constructed (a nested SET), indefinite, empty, broken or overrunning: the bytes as they
     // are. Only the OCTET STRING's own bytes were copied, so this never reads further.
-    decoded = raw;
+    decodedIsRaw = true;
   } else if (h.tag == kTagInteger || h.tag == kTagNegInteger) {
     if (value.Size() <= 8) {
       decoded = intVal(value.Data(), h.tag, static_cast<std::int64_t>(value.Size()));
@@ -132,20 +255,11 @@ void TakeAttribute(Dictionary& map, std::int64_t number, const Cursor& octets, C
     decoded =
         String(std::string(reinterpret_cast<const char*>(value.Data()), value.Size()), encoding);
   }
-
-  const String numberText = NumberText(number);
-  if (!decoded.IsNull()) {
-    if (key != Keys::None) {
-      const bool keepsRaw = key == Keys::Opaque || key == Keys::Hash;
-      map.Value(static_cast<std::int64_t>(key), keepsRaw ? Variant(raw) : decoded);
-    }
-    map.Value(String("attr ") + numberText, std::move(decoded));
-  }
-  map.Value(String("raw ") + numberText, raw);
+  entries.Take(number, std::move(raw), std::move(decoded), decodedIsRaw);
 }
 
 // One record: its number, its version, its value, and anything behind them.
-void TakeRecord(Dictionary& map, Cursor fields, Asn1GetObject read) {
+void TakeRecord(SetEntries& entries, Cursor fields, Asn1GetObject read) {
   Header h;
   const Cursor numberBytes = fields.ReadObject(read, h);
   const std::int64_t number =
@@ -157,7 +271,7 @@ void TakeRecord(Dictionary& map, Cursor fields, Asn1GetObject read) {
   const Cursor toRecordEnd = fields;
   const Cursor octets = fields.Take(value.length);
   if (value.tag == kTagOctetString && number != 1 && number != 6) {
-    TakeAttribute(map, number, octets, toRecordEnd, read);
+    TakeAttribute(entries, number, octets, toRecordEnd, read);
   }
 
   while (!fields.Empty())  // anything behind the three fields
@@ -166,22 +280,24 @@ void TakeRecord(Dictionary& map, Cursor fields, Asn1GetObject read) {
 
 std::optional<std::vector<Ref<Dictionary>>> Walk(Cursor payload, Asn1GetObject read) {
   std::vector<Ref<Dictionary>> result;
+  SetEntries entries;
   while (!payload.Empty()) {
     Header set;
     Cursor records = payload.ReadObject(read, set);
     if (set.tag != kTagSet) return std::nullopt;
-    auto map = Ref<Dictionary>::New();
 
     while (!records.Empty()) {
       const Header record = records.ReadHeader(read);
       if (record.tag != kTagSequence) break;
-      TakeRecord(*map, records.Take(record.length), read);
+      TakeRecord(entries, records.Take(record.length), read);
     }
     // Only after a non-record left the loop, which stands behind that object's header: its
     // contents are walked as objects.
     while (!records.Empty())
       records.SkipObject(read);
 
+    auto map = Ref<Dictionary>::New();
+    entries.Fill(*map);
     if (map->Count() > 0) result.push_back(map);
   }
   return result;

@@ -31,10 +31,20 @@ void* LibCrypto::Handle(const char* name) const {
   return h;
 }
 
+namespace {
+// Its address stands in a slot for a name that the open library doesn't export; no function has
+// that address.
+char absent;
+void* const kAbsentMark = &absent;
+}  // namespace
+
 void* LibCrypto::Lookup(std::size_t slot, const char* name) const {
-  if (void* p = resolved_[slot].load(std::memory_order_acquire)) return p;
+  if (void* p = resolved_[slot].load(std::memory_order_acquire))
+    return p == kAbsentMark ? nullptr : p;
+  // A library once open stays open and its exports don't change, so a name that it lacks is
+  // remembered too: a failed dlsym searches every table of the library at each call.
   void* p = dlsym(Handle(name), name);
-  if (p != nullptr) resolved_[slot].store(p, std::memory_order_release);
+  resolved_[slot].store(p != nullptr ? p : kAbsentMark, std::memory_order_release);
   return p;
 }
 

@@ -20,8 +20,9 @@ namespace CertTools {
 // exported name and the exact pointer type; Get<Tag>() answers that type, so a call with the
 // wrong arguments, or a result taken as the wrong type, doesn't compile.
 //
-// The library is opened at the first lookup and kept open; resolved addresses are kept. A
-// library that can't be opened is tried again at the next lookup.
+// The library is opened at the first lookup and kept open; resolved addresses are kept, and so is
+// the absence of a name that the open library lacks. A library that can't be opened is tried
+// again at the next lookup.
 class LibCrypto {
  public:
 // The type is OpenSSL's own declaration, and the name the same token spelled out, so the two

@@ -1,21 +1,67 @@
 #include "platform/toolkit/MemoryBlock.h"
 
 #include <algorithm>
+#include <new>
 
 namespace toolkit {
 
-MemoryBlock::MemoryBlock(std::size_t size) : size_(size) {
-  if (size > kInlineSize) heap_ = std::make_unique<std::uint8_t[]>(size);  // zeroed
+namespace {
+
+// Allocates what std::allocate_shared asks for with `extra` bytes behind it, and tells where
+// those bytes start through `tail`. allocate_shared allocates once, before it constructs the
+// object, so the object's constructor finds `tail` set.
+template <class T>
+struct TailAllocator {
+  using value_type = T;
+
+  TailAllocator(std::size_t extraBytes, std::uint8_t** tailOut)
+      : extra(extraBytes), tail(tailOut) {}
+  template <class U>
+  TailAllocator(const TailAllocator<U>& other) : extra(other.extra), tail(other.tail) {}  // NOLINT
+
+  T* allocate(std::size_t n) {
+    void* p = ::operator new(n * sizeof(T) + extra);
+    *tail = static_cast<std::uint8_t*>(p) + n * sizeof(T);
+    return static_cast<T*>(p);
+  }
+  void deallocate(T* p, std::size_t) { ::operator delete(p); }
+
+  template <class U>
+  bool operator==(const TailAllocator<U>& other) const {
+    return extra == other.extra;
+  }
+
+  std::size_t extra;
+  std::uint8_t** tail;
+};
+
+}  // namespace
+
+MemoryBlock::MemoryBlock(std::size_t size)
+    : heap_(std::make_unique<std::uint8_t[]>(size)),  // zeroed
+      data_(heap_.get()),
+      size_(size) {}
+
+MemoryBlock::MemoryBlock(const std::uint8_t* data, std::size_t size)
+    : heap_(std::make_unique_for_overwrite<std::uint8_t[]>(size)), data_(heap_.get()), size_(size) {
+  if (size > 0) std::copy(data, data + size, data_);
 }
 
-MemoryBlock::MemoryBlock(const std::uint8_t* data, std::size_t size) : size_(size) {
-  if (size > kInlineSize) heap_ = std::make_unique_for_overwrite<std::uint8_t[]>(size);
-  if (size > 0) std::copy(data, data + size, Data());
+MemoryBlock::MemoryBlock(InTail, std::uint8_t* const& bytes, const std::uint8_t* data,
+                         std::size_t size)
+    : data_(bytes), size_(size) {
+  if (size > 0) std::copy(data, data + size, data_);
+}
+
+Ref<MemoryBlock> MemoryBlock::NewCopy(const std::uint8_t* data, std::size_t size) {
+  std::uint8_t* tail = nullptr;
+  return Ref<MemoryBlock>(std::allocate_shared<MemoryBlock>(TailAllocator<MemoryBlock>(size, &tail),
+                                                            InTail{}, tail, data, size));
 }
 
 std::uint8_t MemoryBlock::Byte(std::int64_t offset) const {
   if (offset < 0 || offset >= Size()) return 0;
-  return Data()[offset];
+  return data_[offset];
 }
 
 void MemoryBlock::SetByte(std::int64_t offset, std::uint8_t value) {
@@ -23,20 +69,21 @@ void MemoryBlock::SetByte(std::int64_t offset, std::uint8_t value) {
     throw OutOfBoundsException("MemoryBlock offset " + std::to_string(offset) + " outside " +
                                std::to_string(Size()) + " bytes");
   }
-  Data()[offset] = value;
+  data_[offset] = value;
 }
 
 String MemoryBlock::StringValue(std::int64_t offset, std::int64_t length) const {
   if (offset < 0 || length <= 0 || offset >= Size()) return String();
   const std::int64_t n = std::min(length, Size() - offset);
-  const auto* first = reinterpret_cast<const char*>(Data()) + offset;
+  const auto* first = reinterpret_cast<const char*>(data_) + offset;
   return String(std::string(first, static_cast<std::size_t>(n)));
 }
 
 String MemoryBlock::CString(std::int64_t offset) const {
   if (offset < 0 || offset >= Size()) return String();
-  const std::uint8_t* begin = Data() + offset;
-  const std::uint8_t* end = std::find(begin, Data() + size_, std::uint8_t{0});
+  const std::uint8_t* begin = data_ + offset;
+  const std::uint8_t* last = data_ + size_;
+  const std::uint8_t* end = std::find(begin, last, std::uint8_t{0});
   return String(std::string(begin, end));
 }
 

@@ -96,7 +96,7 @@ String Str(std::int64_t value, std::string_view mask) {
     // every attribute.
     char buffer[24];
     const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    return String(std::string(buffer, result.ptr));
+    return String(std::string_view(buffer, static_cast<std::size_t>(result.ptr - buffer)));
   }
   const bool negative = value < 0;
   // The magnitude as unsigned, so that INT64_MIN has one too.

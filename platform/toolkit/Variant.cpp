@@ -131,7 +131,44 @@ Ref<Object> Variant::ObjectValue() const {
   return nullptr;
 }
 
-bool operator==(const Variant& a, const Variant& b) {
+// A hash of bytes, eight at a time; keys of maps are mostly short texts such as "attr 17",
+// for which it costs a few multiplications. The length goes in first, so the overlapping reads
+// of a short tail can't make two texts of different lengths alike.
+std::size_t Variant::HashBytes(std::string_view bytes) {
+  constexpr std::uint64_t kMul1 = 0xBF58476D1CE4E5B9;
+  constexpr std::uint64_t kMul2 = 0x94D049BB133111EB;
+  std::uint64_t h = 0x9E3779B97F4A7C15 ^ bytes.size();
+  const char* p = bytes.data();
+  std::size_t n = bytes.size();
+  const auto mix = [&h](std::uint64_t word) {
+    h = (h ^ word) * kMul1;
+    h ^= h >> 31;
+  };
+  for (; n >= 8; p += 8, n -= 8) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, p, 8);
+    mix(word);
+  }
+  if (n >= 4) {
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+    std::memcpy(&first, p, 4);
+    std::memcpy(&last, p + n - 4, 4);
+    mix(std::uint64_t{first} << 32 | last);
+  } else if (n > 0) {
+    const auto byte = [p](std::size_t i) {
+      return std::uint64_t{static_cast<unsigned char>(p[i])};
+    };
+    mix(byte(0) << 16 | byte(n / 2) << 8 | byte(n - 1));
+  }
+  h *= kMul2;
+  return static_cast<std::size_t>(h ^ (h >> 29));
+}
+
+bool Variant::Equals(const Variant& a, const Variant& b) {
+  // Two values of one kind compare as that kind: Strings by bytes, objects by identity, numbers
+  // by value. Only numbers of different kinds need the comparison across kinds below.
+  if (a.v_.index() == b.v_.index()) return a.v_ == b.v_;
   const auto na = NumberOf(a);
   const auto nb = NumberOf(b);
   if (na || nb) {
@@ -141,32 +178,25 @@ bool operator==(const Variant& a, const Variant& b) {
     if (IsInteger(b)) return SameNumber(b.Int64Value(), *na);
     return *na == *nb;
   }
-  return a.v_ == b.v_;
+  return false;  // of different kinds, and not both numbers
 }
 
-std::size_t Variant::Hash() const {
+std::size_t Variant::HashOther() const {
   // Equal numbers of different kinds must hash alike: integral values hash as integers.
   if (const auto n = NumberOf(*this)) {
-    if (IsInteger(*this)) return std::hash<std::int64_t>{}(Int64Value());
     const double d = *n;
-    if (FitsInt64(d)) {
-      return std::hash<std::int64_t>{}(static_cast<std::int64_t>(d));
-    }
+    if (IsInteger(*this) || FitsInt64(d)) return std::hash<std::int64_t>{}(Int64Value());
     return std::hash<double>{}(d);
   }
   return std::visit(
       [](const auto& x) -> std::size_t {
         using T = std::decay_t<decltype(x)>;
-        if constexpr (std::is_same_v<T, std::monostate>)
-          return 0;
-        else if constexpr (std::is_same_v<T, bool>)
+        if constexpr (std::is_same_v<T, bool>)
           return x ? 1 : 2;
-        else if constexpr (std::is_same_v<T, String>)
-          return std::hash<std::string>{}(x.Bytes());
         else if constexpr (std::is_same_v<T, Ref<Object>>)
           return std::hash<const void*>{}(x.get());
         else
-          return 0;  // numbers were hashed above
+          return 0;  // nil; numbers and texts were hashed above
       },
       v_);
 }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <string_view>
 #include <variant>
 
 #include "platform/toolkit/Ref.h"
@@ -36,7 +38,7 @@ class Variant {
   Variant(const char* v) : v_(String(v)) {}  // NOLINT
   template <class T>
   Variant(const Ref<T>& object) {  // NOLINT: a nil Ref makes a nil Variant
-    if (object) v_ = Ref<Object>(object);
+    if (object) v_.template emplace<Ref<Object>>(object);
   }
 
   int VarType() const;
@@ -61,10 +63,27 @@ class Variant {
     return ObjectValue().template As<T>();
   }
 
-  friend bool operator==(const Variant& a, const Variant& b);
-  std::size_t Hash() const;
+  // Texts and Int64 are the keys of the maps that readers fill: those two compare and hash
+  // here, everything else in Variant.cpp.
+  friend bool operator==(const Variant& a, const Variant& b) {
+    if (const auto* sa = std::get_if<String>(&a.v_)) {
+      if (const auto* sb = std::get_if<String>(&b.v_)) return sa->View() == sb->View();
+    } else if (const auto* ia = std::get_if<std::int64_t>(&a.v_)) {
+      if (const auto* ib = std::get_if<std::int64_t>(&b.v_)) return *ia == *ib;
+    }
+    return Equals(a, b);
+  }
+  std::size_t Hash() const {
+    if (const auto* text = std::get_if<String>(&v_)) return HashBytes(text->View());
+    if (const auto* i = std::get_if<std::int64_t>(&v_)) return std::hash<std::int64_t>{}(*i);
+    return HashOther();
+  }
 
  private:
+  static bool Equals(const Variant& a, const Variant& b);
+  static std::size_t HashBytes(std::string_view bytes);
+  std::size_t HashOther() const;
+
   std::variant<std::monostate, bool, std::int32_t, std::int64_t, float, double, String, Ref<Object>>
       v_;
 };

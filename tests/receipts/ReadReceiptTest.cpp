@@ -200,8 +200,10 @@ TEST_F(ReadReceiptTest, NoContainerIsParsedThatCannotBeFreed) {
   ASSERT_NE(parsed, nullptr);
   {
     const LibCrypto stub(QM_STUB_LACKS_PKCS7_FREE);
-    const auto e = MissingFunction(Write("a.receipt", Sign(kPayload)), stub);
-    EXPECT_EQ(e.FunctionName(), "PKCS7_free");
+    const auto file = Write("a.receipt", Sign(kPayload));
+    // The second time from what the binding remembered of the first.
+    for (int attempt = 0; attempt < 2; ++attempt)
+      EXPECT_EQ(MissingFunction(file, stub).FunctionName(), "PKCS7_free") << attempt;
   }
   EXPECT_EQ(*parsed, 0);
   dlclose(handle);

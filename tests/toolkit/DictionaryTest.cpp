@@ -57,5 +57,37 @@ TEST(DictionaryTest, RemoveKeysValues) {
               std::count(values.begin(), values.end(), "c"));
 }
 
+TEST(DictionaryTest, EveryOtherKeyStaysFoundThroughRemovalsAndGrowth) {
+  // Enough keys of both kinds for the map to grow several times and for removals to meet keys
+  // that share their first slot with others.
+  Dictionary d;
+  constexpr std::int64_t kKeys = 500;
+  const auto textOf = [](std::int64_t i) { return String("k") + Str(i); };
+  for (std::int64_t i = 0; i < kKeys; ++i) {
+    d.Value(i, i);
+    d.Value(textOf(i), -i);
+  }
+  for (std::int64_t i = 0; i < kKeys; i += 3) {
+    d.Remove(i);
+    d.Remove(textOf(i));
+  }
+  std::int64_t kept = 0;
+  for (std::int64_t i = 0; i < kKeys; ++i) {
+    const bool removed = i % 3 == 0;
+    kept += removed ? 0 : 1;
+    ASSERT_EQ(d.HasKey(i), !removed) << i;
+    ASSERT_EQ(d.Lookup(textOf(i), 1).Int64Value(), removed ? 1 : -i) << i;
+    if (!removed) {
+      ASSERT_EQ(d.Value(static_cast<double>(i)).Int64Value(), i);
+    }
+  }
+  EXPECT_EQ(d.Count(), 2 * kept);
+  d.Clear();
+  EXPECT_EQ(d.Count(), 0);
+  EXPECT_FALSE(d.HasKey(std::int64_t{1}));
+  d.Value(std::int64_t{1}, "again");
+  EXPECT_EQ(d.Value(1.0).StringValue().Bytes(), "again");
+}
+
 }  // namespace
 }  // namespace toolkit

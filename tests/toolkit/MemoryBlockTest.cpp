@@ -55,5 +55,15 @@ TEST(MemoryBlockTest, CStringStopsAtZeroOrEnd) {
   EXPECT_EQ(MemoryBlock().CString().Bytes(), "");
 }
 
+TEST(MemoryBlockTest, NewCopyOwnsItsBytes) {
+  std::uint8_t source[] = {'a', 'b', 'c'};
+  const auto block = MemoryBlock::NewCopy(source, sizeof source);
+  source[0] = 'z';
+  EXPECT_EQ(block->StringValue().Bytes(), "abc");
+  const auto empty = MemoryBlock::NewCopy(source, 0);
+  EXPECT_EQ(empty->Size(), 0);
+  EXPECT_NE(empty->Data(), nullptr);
+}
+
 }  // namespace
 }  // namespace toolkit
