@@ -38,7 +38,7 @@ class Variant {
   Variant(const char* v) : v_(String(v)) {}  // NOLINT
   template <class T>
   Variant(const Ref<T>& object) {  // NOLINT: a nil Ref makes a nil Variant
-    if (object) v_.template emplace<Ref<Object>>(object);
+    if (object) v_ = Ref<Object>(object);
   }
 
   int VarType() const;
