@@ -31,10 +31,7 @@ const KeyRow kKeyRows[] = {
     {17, Keys::InAppPurchase, "in-app purchase"},
     {18, Keys::Purchased, "purchased"},
     {19, Keys::OrigVersion, "orig version"},
-    {20, Keys::None, ""},
     {21, Keys::Expiry, "expiry"},
-    {1701, Keys::None, ""},
-    {-2, Keys::None, ""},
     {k2Above32Bits, Keys::None, ""},  // a number cut to 32 bits would read as 2
 };
 
@@ -58,18 +55,13 @@ const IntRow kIntRows[] = {
     {"one byte", "05", 2, 1, 5},
     {"no sign is taken from the high bit", "FF", 2, 1, 255},
     {"big-endian", "01 00", 2, 2, 256},
-    {"a leading zero byte", "00 80", 2, 2, 128},
-    {"six bytes, all kept", "01 02 03 04 05 06", 2, 6, 0x010203040506},
     {"six set bytes stay positive", "FF FF FF FF FF FF", 2, 6, 0xFFFFFFFFFFFF},
     {"eight bytes: only the first six", "01 02 03 04 05 06 07 08", 2, 8, 0x010203040506},
     {"a size above six reads only six bytes", "01 02 03 04 05 06", 2, 8, 0x010203040506},
     {"tag 258 is OpenSSL's negative INTEGER", "05", 258, 1, -5},
-    {"negative, two bytes", "01 00", 258, 2, -256},
     {"size 0 reads nothing", "", 2, 0, 0},
     {"negative size reads nothing", "", 2, -1, 0},
     {"OCTET STRING is not a number and is not read", "", 4, 1, 0},
-    {"UTF8String is not a number", "31", 12, 1, 0},
-    {"tag 0", "05", 0, 1, 0},
     {"tag -1, no header", "", -1, 1, 0},
     {"a tag that is 2 only in its low byte", "05", 0x202, 1, 0},
 };
@@ -77,8 +69,7 @@ const IntRow kIntRows[] = {
 TEST(AttributeTables, IntVal) {
   for (const IntRow& row : kIntRows) {
     SCOPED_TRACE(row.reason);
-    const auto bytes = ReceiptMaker::FromHex(row.bufferHex);
-    const auto buffer = ExactCopy(bytes);
+    const auto buffer = ExactCopy(ReceiptMaker::FromHex(row.bufferHex));
     EXPECT_EQ(CertTools::intVal(buffer.get(), row.tag, row.size), row.expected);
   }
 }
