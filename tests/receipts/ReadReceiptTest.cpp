@@ -2,14 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <regex>
 #include <string>
 #include <vector>
 
 #include "receipts/CertTools.h"
 #include "tests/receipts/TestSupport.h"
+#include "tests/support/Scratch.h"
 
 namespace {
 
@@ -33,22 +33,11 @@ const Bytes kPayload = Payload(kAttributes);
 
 class ReadReceiptTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string name = (fs::temp_directory_path() / "quellmark-receipts-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder_ = name;
-  }
-  void TearDown() override { fs::remove_all(folder_); }
-
   Ref<FolderItem> Write(const Bytes& bytes) {
-    const fs::path path = folder_ / "a.receipt";
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-    return Ref<FolderItem>::New(path);
+    return Ref<FolderItem>::New(scratch_.Write("a.receipt", bytes));
   }
-
-  fs::path folder_;
+  const test_support::ScratchFolder scratch_;
+  const fs::path folder_ = scratch_.path();
 };
 
 enum class Outcome { Nil, Receipt, Refused };
@@ -73,7 +62,6 @@ TEST_F(ReadReceiptTest, Files) {
       {"signed data around signed data", Sign(kPayload, Shape::InnerNotData), Outcome::Nil},
       {"detached: no content", Sign(kPayload, Shape::Detached), Outcome::Nil},
       {"only empty SETs", Sign(Concat(Set({}), Set({}))), Outcome::Nil},
-      {"a record never taken in", Sign(Payload({{1, 1, IntValue(1)}})), Outcome::Nil},
       {"two SETs with records", Sign(Concat(kPayload, kPayload)), Outcome::Nil},
       {"payload is an INTEGER", Sign(Integer(5)), Outcome::Refused},
       {"a SEQUENCE behind the SET", Sign(Concat(kPayload, Sequence({}))), Outcome::Refused},
@@ -110,8 +98,7 @@ TEST_F(ReadReceiptTest, FilesThatCannotBeOpenedGiveNil) {
   const std::int64_t streams = BinaryStream::OpenStreams();
   EXPECT_TRUE(ReadReceipt(Ref<FolderItem>::New(folder_)).IsNil());
   // A link whose target is gone exists as an item but can't be opened.
-  fs::create_symlink(folder_ / "gone.receipt", folder_ / "dangling.receipt");
-  EXPECT_TRUE(ReadReceipt(Ref<FolderItem>::New(folder_ / "dangling.receipt")).IsNil());
+  EXPECT_TRUE(ReadReceipt(Ref<FolderItem>::New(scratch_.Link("dangling", "gone"))).IsNil());
   EXPECT_EQ(BinaryStream::OpenStreams(), streams);
 }
 
@@ -151,6 +138,52 @@ TEST_F(ReadReceiptTest, IncompleteLibraries) {
                                       std::pair{"stub_containers_freed", row.freed}})
       EXPECT_EQ(*static_cast<const int*>(dlsym(handle, name)), count) << name;
     dlclose(handle);
+  }
+}
+
+// The receipts beside the checkout each read as one receipt; skipped where they are absent.
+TEST(RealReceipts, EachReadsAsOneReceipt) {
+  const fs::path folder = QM_SHARED_RECEIPTS;
+  if (!fs::is_directory(folder)) GTEST_SKIP() << "no real receipts at " << folder;
+  const auto key = [](CertTools::Keys k) { return toolkit::Variant(static_cast<std::int64_t>(k)); };
+  const std::pair<const char*, bool> files[] = {// the file, whether it holds purchases
+                                                {"mac-2015.receipt", false},
+                                                {"mac-2016.receipt", false},
+                                                {"mac-2023-sha256-purchases.receipt", true},
+                                                {"ios-2015-sandbox-purchases.receipt", true},
+                                                {"ios-2020-sandbox-purchases.receipt", true},
+                                                {"ios-2020-sandbox-large.receipt", true},
+                                                {"ios-2024-production.receipt", true}};
+  for (const auto& [name, purchases] : files) {
+    SCOPED_TRACE(name);
+    const std::int64_t streams = BinaryStream::OpenStreams();
+    const auto map = ReadReceipt(Ref<FolderItem>::New(folder / name));
+    EXPECT_EQ(BinaryStream::OpenStreams(), streams);
+    ASSERT_FALSE(map.IsNil());
+    for (const char* k : {"attr 2", "attr 3", "attr 19", "attr 12"})
+      EXPECT_TRUE(map->Lookup(k, nullptr).IsString()) << k;
+    const auto bundle = map->Lookup("attr 2", nullptr);
+    EXPECT_NE(bundle.StringValue().Bytes().find('.'), std::string::npos);
+    EXPECT_EQ(map->Lookup(key(CertTools::Keys::BundleID), nullptr), bundle);
+    // Lookup's defaults 0 and 1: two absent entries differ.
+    EXPECT_EQ(map->Lookup(key(CertTools::Keys::BundleIDRaw), 0), map->Lookup("raw 2", 1));
+    EXPECT_TRUE(std::regex_match(map->Lookup("attr 12", nullptr).StringValue().Bytes(),
+                                 std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ)")));
+    // The hash is kept as the block it came in: SHA-1, whatever signed the container.
+    const auto hash = map->Lookup(key(CertTools::Keys::Hash), nullptr).As<toolkit::MemoryBlock>();
+    ASSERT_FALSE(hash.IsNil());
+    EXPECT_EQ(map->Lookup(key(CertTools::Keys::Hash), 0), map->Lookup("raw 5", 1));
+    EXPECT_EQ(hash->Size(), 20);
+    // Only the last purchase is kept: a nested SET that parses as one record map.
+    const auto purchase = map->Lookup("attr 17", nullptr);
+    ASSERT_EQ(!purchase.IsNull(), purchases);
+    if (!purchases) continue;
+    EXPECT_EQ(map->Lookup(key(CertTools::Keys::InAppPurchase), 0), purchase);
+    const auto block = purchase.As<toolkit::MemoryBlock>();
+    ASSERT_FALSE(block.IsNil());
+    const auto records = CertTools::parse(block->Data(), block->Size());
+    ASSERT_TRUE(records && records->size() == 1u);
+    EXPECT_TRUE(records->front()->Lookup("attr 1702", nullptr).IsString());  // product id
   }
 }
 
