@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 #include "receipts/CertTools.h"
 #include "tests/receipts/TestSupport.h"
@@ -31,54 +32,38 @@ Bytes Rec(int number, std::string_view valueHex, std::string_view tailHex = "") 
                         T("04", H(valueHex)), H(tailHex)));
 }
 
-struct ValueRow {
-  const char* reason;
-  int number;
-  const char* valueHex;  // the record's OCTET STRING contents
-  const char* expected;
-  const char* tailHex = "";  // fields behind the OCTET STRING
-};
-
 // clang-format off
-const ValueRow kValueRows[] = {
-    {"INTEGER, bytes behind it", 3, "02 01 05 FF", "[{3: 5, attr 3: 5, raw 3: [020105FF]}]"},
-    {"nine-byte INTEGER decodes to nothing", 3, "02 09 01 02 03 04 05 06 07 08 09", "[{raw 3: [0209010203040506070809]}]"},
-    {"negative INTEGER (tag number 258)", 21, "1F 82 02 01 05", "[{8: -5, attr 21: -5, raw 21: [1F82020105]}]"},
-    {"context class [2] reads as INTEGER", 18, "82 01 05", "[{9: 5, attr 18: 5, raw 18: [820105]}]"},
-    {"UTF8String, bytes behind it", 3, "0C 02 C3 A9 FF", "[{3: u\"\\xC3\\xA9\", attr 3: u\"\\xC3\\xA9\", raw 3: [0C02C3A9FF]}]"},
-    {"IA5String declares ASCII", 12, "16 03 61 62 63", "[{10: a\"abc\", attr 12: a\"abc\", raw 12: [1603616263]}]"},
-    {"context class [12] reads as UTF8String", 3, "8C 01 41", "[{3: u\"A\", attr 3: u\"A\", raw 3: [8C0141]}]"},
-    {"context class [22] reads as IA5String", 3, "96 01 41", "[{3: a\"A\", attr 3: a\"A\", raw 3: [960141]}]"},
-    {"empty OCTET STRING: the raw block", 3, "", "[{3: [], attr 3: @3, raw 3: @3}]"},
-    {"empty INTEGER: the raw block", 3, "02 00", "[{3: [0200], attr 3: @3, raw 3: @3}]"},
+// Why, the attribute, its OCTET STRING's contents, parse's result, fields behind the OCTET STRING.
+const std::tuple<const char*, int, const char*, const char*, const char*> kValueRows[] = {
+    {"INTEGER, bytes behind it", 3, "02 01 05 FF", "[{3: 5, attr 3: 5, raw 3: [020105FF]}]", ""},
+    {"nine-byte INTEGER decodes to nothing", 3, "02 09 01 02 03 04 05 06 07 08 09", "[{raw 3: [0209010203040506070809]}]", ""},
+    {"negative INTEGER (tag number 258)", 21, "1F 82 02 01 05", "[{8: -5, attr 21: -5, raw 21: [1F82020105]}]", ""},
+    {"context class [2] reads as INTEGER", 18, "82 01 05", "[{9: 5, attr 18: 5, raw 18: [820105]}]", ""},
+    {"UTF8String, bytes behind it", 3, "0C 02 C3 A9 FF", "[{3: u\"\\xC3\\xA9\", attr 3: u\"\\xC3\\xA9\", raw 3: [0C02C3A9FF]}]", ""},
+    {"IA5String declares ASCII", 12, "16 03 61 62 63", "[{10: a\"abc\", attr 12: a\"abc\", raw 12: [1603616263]}]", ""},
+    {"context class [12] reads as UTF8String", 3, "8C 01 41", "[{3: u\"A\", attr 3: u\"A\", raw 3: [8C0141]}]", ""},
+    {"context class [22] reads as IA5String", 3, "96 01 41", "[{3: a\"A\", attr 3: a\"A\", raw 3: [960141]}]", ""},
+    {"empty OCTET STRING: the raw block", 3, "", "[{3: [], attr 3: @3, raw 3: @3}]", ""},
+    {"empty INTEGER: the raw block", 3, "02 00", "[{3: [0200], attr 3: @3, raw 3: @3}]", ""},
     {"object runs on into the next field", 3, "0C 03 61", "[{3: [0C0361], attr 3: @3, raw 3: @3}]", "04 02 62 63"},
-    {"constructed value", 3, "30 03 02 01 05", "[{3: [3003020105], attr 3: @3, raw 3: @3}]"},
-    {"lone identifier byte", 3, "1F", "[{3: [1F], attr 3: @3, raw 3: @3}]"},
-    {"BOOLEAN is not decoded", 3, "01 01 FF", "[{raw 3: [0101FF]}]"},
-    {"in-app purchase: a nested SET stays raw", 17, "31 03 02 01 05", "[{6: [3103020105], attr 17: @6, raw 17: @6}]"},
-    {"bundle id that decodes", 2, "16 01 41", "[{1: a\"A\", 2: [160141], attr 2: a\"A\", raw 2: @2}]"},
-    {"bundle id that doesn't decode keeps its raw key", 2, "13 01 41", "[{2: [130141], raw 2: @2}]"},
-    {"opaque value keeps the raw block under its key", 4, "02 01 07", "[{4: [020107], attr 4: 7, raw 4: @4}]"},
-    {"opaque value that doesn't decode", 4, "13 01 41", "[{raw 4: [130141]}]"},
-    {"attribute without a key", 10, "0C 01 41", "[{attr 10: u\"A\", raw 10: [0C0141]}]"},
-    {"attribute 1 is never taken in", 1, "0C 01 41", "[]"},
-    {"attribute 6 is never taken in", 6, "0C 01 41", "[]"},
+    {"constructed value", 3, "30 03 02 01 05", "[{3: [3003020105], attr 3: @3, raw 3: @3}]", ""},
+    {"lone identifier byte", 3, "1F", "[{3: [1F], attr 3: @3, raw 3: @3}]", ""},
+    {"BOOLEAN is not decoded", 3, "01 01 FF", "[{raw 3: [0101FF]}]", ""},
+    {"in-app purchase: a nested SET stays raw", 17, "31 03 02 01 05", "[{6: [3103020105], attr 17: @6, raw 17: @6}]", ""},
+    {"bundle id that decodes", 2, "16 01 41", "[{1: a\"A\", 2: [160141], attr 2: a\"A\", raw 2: @2}]", ""},
+    {"bundle id that doesn't decode keeps its raw key", 2, "13 01 41", "[{2: [130141], raw 2: @2}]", ""},
+    {"opaque value keeps the raw block under its key", 4, "02 01 07", "[{4: [020107], attr 4: 7, raw 4: @4}]", ""},
+    {"opaque value that doesn't decode", 4, "13 01 41", "[{raw 4: [130141]}]", ""},
+    {"attribute without a key", 10, "0C 01 41", "[{attr 10: u\"A\", raw 10: [0C0141]}]", ""},
+    {"attribute 1 is never taken in", 1, "0C 01 41", "[]", ""},
+    {"attribute 6 is never taken in", 6, "0C 01 41", "[]", ""},
 };
 // clang-format on
 
 TEST(Parse, ValueOfOneAttribute) {
-  for (const ValueRow& row : kValueRows) {
-    SCOPED_TRACE(row.reason);
-    EXPECT_EQ(Dump(ParseExactly(T("31", Rec(row.number, row.valueHex, row.tailHex)))),
-              row.expected);
-  }
+  for (const auto& [why, number, valueHex, expected, tailHex] : kValueRows)
+    EXPECT_EQ(Dump(ParseExactly(T("31", Rec(number, valueHex, tailHex)))), expected) << why;
 }
-
-struct PayloadRow {
-  const char* reason;
-  Bytes payload;
-  const char* expected;
-};
 
 const char* const kA = "[{3: u\"A\", attr 3: u\"A\", raw 3: [0C0141]}]";
 
@@ -88,7 +73,8 @@ Bytes AfterA(std::string_view hex) {
 }
 
 // clang-format off
-const PayloadRow kPayloadRows[] = {
+// Why, the payload, parse's result as Dump writes it.
+const std::tuple<const char*, Bytes, const char*> kPayloadRows[] = {
     {"empty payload", H(""), "[]"},
     {"empty SETs", H("31 00 31 00"), "[]"},
     {"two records, one map", T("31", Concat(Rec(3, "0C 01 41"), Rec(19, "0C 01 42"))), "[{3: u\"A\", 7: u\"B\", attr 19: u\"B\", attr 3: u\"A\", raw 19: [0C0142], raw 3: [0C0141]}]"},
@@ -113,10 +99,8 @@ const PayloadRow kPayloadRows[] = {
 // clang-format on
 
 TEST(Parse, Payloads) {
-  for (const PayloadRow& row : kPayloadRows) {
-    SCOPED_TRACE(row.reason);
-    EXPECT_EQ(Dump(ParseExactly(row.payload)), row.expected);
-  }
+  for (const auto& [why, payload, expected] : kPayloadRows)
+    EXPECT_EQ(Dump(ParseExactly(payload)), expected) << why;
   EXPECT_EQ(Dump(CertTools::parse(nullptr, 0)), "[]");
   const Bytes a = T("31", Rec(3, "0C 01 41"));
   EXPECT_EQ(Dump(CertTools::parse(a.data(), -1)), "[]");
@@ -146,16 +130,9 @@ TEST(Parse, BrokenPayloadsYieldOnlyPayloadBytes) {
   }
 }
 
-struct KeyRow {
-  std::int64_t attribute;
-  Keys key;
-  const char* title;
-};
-
-constexpr std::int64_t k2Above32Bits = (std::int64_t{1} << 32) + 2;
-
 // clang-format off
-const KeyRow kKeyRows[] = {
+// An attribute number, its key and its title.
+const std::tuple<std::int64_t, Keys, const char*> kKeyRows[] = {
     {1, Keys::None, ""},
     {2, Keys::BundleID, "bundle ID"},  // never BundleIDRaw: the decoder writes that itself
     {5, Keys::Hash, "hash (sha1)"},
@@ -167,22 +144,14 @@ const KeyRow kKeyRows[] = {
 // clang-format on
 
 TEST(AttributeTables, KeyAndTitleOfEachAttribute) {
-  for (const KeyRow& row : kKeyRows) {
-    SCOPED_TRACE(row.attribute);
-    EXPECT_EQ(CertTools::keyForAttrType(row.attribute), row.key);
-    EXPECT_EQ(CertTools::TitleForAttrType(row.attribute).Bytes(), row.title);
+  for (const auto& [attribute, key, title] : kKeyRows) {
+    EXPECT_EQ(CertTools::keyForAttrType(attribute), key) << attribute;
+    EXPECT_EQ(CertTools::TitleForAttrType(attribute).Bytes(), title) << attribute;
   }
 }
 
-struct IntRow {
-  const char* reason;
-  const char* bufferHex;  // the whole buffer, exactly sized: no byte behind it is readable
-  std::int64_t tag;
-  std::int64_t size;
-  std::int64_t expected;
-};
-
-const IntRow kIntRows[] = {
+// Why, the whole buffer (exactly sized: no byte behind it is readable), tag, size, value.
+const std::tuple<const char*, const char*, std::int64_t, std::int64_t, std::int64_t> kIntRows[] = {
     {"no sign is taken from the high bit", "FF", 2, 1, 255},
     {"big-endian", "01 00", 2, 2, 256},
     {"six set bytes stay positive", "FF FF FF FF FF FF", 2, 6, 0xFFFFFFFFFFFF},
@@ -197,10 +166,9 @@ const IntRow kIntRows[] = {
 };
 
 TEST(AttributeTables, IntVal) {
-  for (const IntRow& row : kIntRows) {
-    SCOPED_TRACE(row.reason);
-    const auto buffer = receipts_test::ExactCopy(ReceiptMaker::FromHex(row.bufferHex));
-    EXPECT_EQ(CertTools::intVal(buffer.get(), row.tag, row.size), row.expected);
+  for (const auto& [why, hex, tag, size, expected] : kIntRows) {
+    const auto buffer = receipts_test::ExactCopy(ReceiptMaker::FromHex(hex));
+    EXPECT_EQ(CertTools::intVal(buffer.get(), tag, size), expected) << why;
   }
 }
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <regex>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "receipts/CertTools.h"
@@ -49,11 +50,7 @@ Bytes Cut(Bytes bytes, std::size_t size) {
 
 TEST_F(ReadReceiptTest, Files) {
   const Bytes receipt = Sign(kPayload);
-  const struct {
-    const char* reason;
-    Bytes file;
-    Outcome outcome;
-  } rows[] = {
+  const std::tuple<const char*, Bytes, Outcome> rows[] = {
       {"a receipt", receipt, Outcome::Receipt},
       {"an empty file", {}, Outcome::Nil},
       {"text, not DER", FromHex("6E 6F 74 20 44 45 52 0A"), Outcome::Nil},
@@ -66,13 +63,13 @@ TEST_F(ReadReceiptTest, Files) {
       {"payload is an INTEGER", Sign(Integer(5)), Outcome::Refused},
       {"a SEQUENCE behind the SET", Sign(Concat(kPayload, Sequence({}))), Outcome::Refused},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.reason);
-    const auto file = Write(row.file);
+  for (const auto& [why, contents, outcome] : rows) {
+    SCOPED_TRACE(why);
+    const auto file = Write(contents);
     const std::int64_t streams = BinaryStream::OpenStreams();
-    if (row.outcome == Outcome::Refused) {
+    if (outcome == Outcome::Refused) {
       EXPECT_THROW(ReadReceipt(file), toolkit::NilObjectException);
-    } else if (row.outcome == Outcome::Nil) {
+    } else if (outcome == Outcome::Nil) {
       EXPECT_TRUE(ReadReceipt(file).IsNil());
     } else {
       const auto map = ReadReceipt(file);
