@@ -70,18 +70,16 @@ TEST_F(FolderItemTest, KindsOfItems) {
 }
 
 TEST_F(FolderItemTest, ChildFollowsLinksOnlyWhenAsked) {
-  const struct {
-    const char* name;
-    bool follow;
-    const char* want;  // where the child is, in the test folder
-  } cases[] = {{"link-file", true, "file.txt"},  {"link-abs", true, "file.txt"},
-               {"link-chain", true, "file.txt"}, {"link-folder", true, "folder"},
-               {"missing", true, "missing"},     {"link-chain", false, "link-chain"}};
-  for (const auto& c : cases) {
-    const auto child = At()->Child(c.name, c.follow);
-    ASSERT_FALSE(child.IsNil()) << c.name;
-    EXPECT_EQ(child->Path(), root_ / c.want) << c.name;
-    EXPECT_EQ(child->Name().Bytes(), c.want) << c.name;
+  // A name, whether to follow links, where the child is in the test folder.
+  const std::tuple<const char*, bool, const char*> cases[] = {
+      {"link-file", true, "file.txt"},  {"link-abs", true, "file.txt"},
+      {"link-chain", true, "file.txt"}, {"link-folder", true, "folder"},
+      {"missing", true, "missing"},     {"link-chain", false, "link-chain"}};
+  for (const auto& [name, follow, want] : cases) {
+    const auto child = At()->Child(name, follow);
+    ASSERT_FALSE(child.IsNil()) << name;
+    EXPECT_EQ(child->Path(), root_ / want) << name;
+    EXPECT_EQ(child->Name().Bytes(), want) << name;
   }
   EXPECT_EQ(At("folder")->Child("up")->Path(), root_ / "file.txt");
   for (const char* name : {"", ".", "..", "folder/up"})

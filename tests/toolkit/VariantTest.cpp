@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <tuple>
 
 #include "platform/toolkit/Dictionary.h"
 #include "platform/toolkit/MemoryBlock.h"
@@ -49,11 +50,7 @@ TEST(VariantTest, VarTypeCodes) {
 }
 
 TEST(VariantTest, IsNumeric) {
-  const struct {
-    Variant value;
-    bool numeric;
-    const char* why;
-  } cases[] = {
+  const std::tuple<Variant, bool, const char*> cases[] = {
       // clang-format off
       {std::int64_t{1} << 40, true, "Int64"},
       {" -3.5 ", true, "blanks around a signed fraction"},
@@ -67,8 +64,8 @@ TEST(VariantTest, IsNumeric) {
       {Ref<MemoryBlock>::New(2), false, "object"},
       // clang-format on
   };
-  for (const auto& c : cases)
-    EXPECT_EQ(IsNumeric(c.value), c.numeric) << c.why;
+  for (const auto& [value, numeric, why] : cases)
+    EXPECT_EQ(IsNumeric(value), numeric) << why;
 }
 
 TEST(VariantTest, ConversionsAndAs) {
@@ -91,12 +88,7 @@ TEST(VariantTest, Equality) {
   const auto block = Ref<MemoryBlock>::New(2);
   const std::int64_t big = (std::int64_t{1} << 53) + 1;  // no double holds it
   const std::int64_t nearMax = INT64_MAX - 1023;         // a double holds it exactly
-  const struct {
-    Variant a;
-    Variant b;
-    bool equal;
-    const char* why;
-  } cases[] = {
+  const std::tuple<Variant, Variant, bool, const char*> cases[] = {
       // clang-format off
       {std::int32_t{1}, std::int64_t{1}, true, "Int32 and Int64"},
       {std::int64_t{1}, 1.0, true, "Int64 and Double"},
@@ -109,10 +101,10 @@ TEST(VariantTest, Equality) {
       {block, Ref<MemoryBlock>::New(2), false, "same bytes, another object"},
       // clang-format on
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(c.a == c.b, c.equal) << c.why;
-    EXPECT_EQ(c.b == c.a, c.equal) << c.why << " (reversed)";
-    EXPECT_TRUE(!c.equal || c.a.Hash() == c.b.Hash()) << c.why << ": equal but hashed apart";
+  for (const auto& [a, b, equal, why] : cases) {
+    EXPECT_EQ(a == b, equal) << why;
+    EXPECT_EQ(b == a, equal) << why << " (reversed)";
+    EXPECT_TRUE(!equal || a.Hash() == b.Hash()) << why << ": equal but hashed apart";
   }
 }
 
