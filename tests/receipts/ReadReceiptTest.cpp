@@ -138,6 +138,18 @@ TEST_F(ReadReceiptTest, IncompleteLibraries) {
   }
 }
 
+// Content that is no data is never read as the payload, whatever its bytes would give.
+TEST_F(ReadReceiptTest, ContentThatIsNoDataIsNotRead) {
+  void* const handle = dlopen(QM_STUB_LACKS_ASN1_GET_OBJECT, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(handle, nullptr) << dlerror();
+  {
+    const LibCrypto stub(QM_STUB_LACKS_ASN1_GET_OBJECT);
+    EXPECT_TRUE(ReadReceipt(Write(Sign(kPayload, Shape::InnerNotData)), stub).IsNil());
+  }
+  EXPECT_EQ(*static_cast<const int*>(dlsym(handle, "stub_strings_read")), 0);
+  dlclose(handle);
+}
+
 // The receipts beside the checkout each read as one receipt; skipped where they are absent.
 TEST(RealReceipts, EachReadsAsOneReceipt) {
   const fs::path folder = QM_SHARED_RECEIPTS;

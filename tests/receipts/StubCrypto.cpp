@@ -24,11 +24,17 @@ extern "C" {
 
 int stub_containers_parsed = 0;
 int stub_containers_freed = 0;
+int stub_strings_read = 0;
 
 void* d2i_PKCS7_fp(std::FILE* fp, void** out) {
   void* p7 = RealFunction<void*(std::FILE*, void**)>("d2i_PKCS7_fp")(fp, out);
   if (p7 != nullptr) ++stub_containers_parsed;
   return p7;
+}
+
+const unsigned char* ASN1_STRING_get0_data(const void* string) {
+  ++stub_strings_read;
+  return RealFunction<const unsigned char*(const void*)>("ASN1_STRING_get0_data")(string);
 }
 
 // Functions handed on unchanged.
@@ -37,7 +43,6 @@ void* d2i_PKCS7_fp(std::FILE* fp, void** out) {
     return RealFunction<R params>(#name)(__VA_ARGS__); \
   }
 FORWARD(int, OBJ_obj2nid, (const void* o), o)
-FORWARD(const unsigned char*, ASN1_STRING_get0_data, (const void* s), s)
 FORWARD(int, ASN1_STRING_length, (const void* s), s)
 #ifndef STUB_LACKS_ASN1_GET_OBJECT
 FORWARD(int, ASN1_get_object, (const unsigned char** pp, long* n, int* tag, int* cls, long max), pp,
