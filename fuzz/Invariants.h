@@ -27,20 +27,16 @@ inline bool IsCopyOf(const toolkit::MemoryBlock& block, std::span<const std::uin
   return hay.find(needle) != std::string_view::npos;
 }
 
-// The attribute number that a numeric key repeats, and whether it holds the raw block.
+// The attribute number that each numeric key repeats (by its index, 1 to 10), and whether it
+// holds the raw block.
 struct NumericKey {
   std::int64_t attribute;
   bool holdsRaw;
 };
-inline bool NumericKeyOf(std::int64_t key, NumericKey& out) {
-  static constexpr NumericKey kTable[] = {
-      {0, false},  {2, false},  {2, true},   {3, false},  {4, true},   {5, true},
-      {17, false}, {19, false}, {21, false}, {18, false}, {12, false},
-  };
-  if (key < 1 || key > 10) return false;
-  out = kTable[key];
-  return true;
-}
+inline constexpr NumericKey kNumericKeys[] = {
+    {0, false},  {2, false},  {2, true},   {3, false},  {4, true},   {5, true},
+    {17, false}, {19, false}, {21, false}, {18, false}, {12, false},
+};
 
 // Checks one map of the decoder's result against `input`, the bytes it was given (or bytes
 // that contain them).
@@ -53,10 +49,9 @@ inline void CheckMap(const toolkit::Dictionary& map, std::span<const std::uint8_
   for (const Variant& key : map.Keys()) {
     const Variant& value = map.Value(key);
     if (!key.IsString()) {
-      NumericKey nk{};
-      if (key.VarType() != Variant::TypeInt64 || !NumericKeyOf(key.Int64Value(), nk)) {
+      if (key.VarType() != Variant::TypeInt64 || key.Int64Value() < 1 || key.Int64Value() > 10)
         Fail("a numeric key outside the table", "");
-      }
+      const NumericKey nk = kNumericKeys[key.Int64Value()];
       const String n = toolkit::Str(nk.attribute, "-#");
       const Variant raw = map.Lookup(String("raw ") + n, nullptr);
       if (raw.IsNull()) Fail("a numeric key without the raw entry of its attribute", n.View());

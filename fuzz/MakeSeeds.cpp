@@ -29,10 +29,10 @@ std::vector<std::pair<std::string, Bytes>> Payloads() {
       {"context-tags", Payload({{11, 1, HexValue("820105")}, {12, 1, HexValue("8C0141")}})},
       {"empty-values", Payload({{13, 1, HexValue("0C00")}, {14, 1, Bytes{}}})},
       {"duplicates", Payload({{2, 1, Utf8Value("a")}, {2, 1, HexValue("1300")}})},
-      {"fourth-field",
-       Set(Sequence(Concat(Integer(3), Integer(1), OctetString(IntValue(5)), Integer(99))))},
-      {"non-record",
-       Set(Concat(Record(2, 1, Utf8Value("x")), Integer(4), Record(3, 1, IntValue(1))))},
+      // clang-format off
+      {"fourth-field", Set(Sequence(Concat(Integer(3), Integer(1), OctetString(IntValue(5)), Integer(99))))},
+      {"non-record", Set(Concat(Record(2, 1, Utf8Value("x")), Integer(4), Record(3, 1, IntValue(1))))},
+      // clang-format on
       {"overrun", Set(FromHex("30847FFFFFFF020102"))},
       {"indefinite", Set(FromHex("3080020102020101040302010500 00"))},
       {"skipped-numbers", Payload({{1, 1, IntValue(1)}, {6, 1, IntValue(6)}})},
@@ -45,32 +45,28 @@ std::vector<std::pair<std::string, Bytes>> Files(
   for (const auto& [name, payload] : payloads)
     files.emplace_back(name, Sign(payload));
   const Bytes& typical = payloads.front().second;
-  files.emplace_back("outer-data", Sign(typical, Shape::OuterData));
-  files.emplace_back("inner-not-data", Sign(typical, Shape::InnerNotData));
-  files.emplace_back("detached", Sign(typical, Shape::Detached));
-  files.emplace_back("empty-payload", Sign({}));
-  files.emplace_back("not-a-set", Sign(Integer(5)));
-  files.emplace_back("truncated", Build(typical, Options{Shape::Receipt, 200}));
-  files.emplace_back("not-der", FromHex("89504E470D0A1A0A"));
+  files.insert(files.end(), {{"outer-data", Sign(typical, Shape::OuterData)},
+                             {"inner-not-data", Sign(typical, Shape::InnerNotData)},
+                             {"detached", Sign(typical, Shape::Detached)},
+                             {"empty-payload", Sign({})},
+                             {"not-a-set", Sign(Integer(5))},
+                             {"truncated", Build(typical, Options{Shape::Receipt, 200})},
+                             {"not-der", FromHex("89504E470D0A1A0A")}});
   return files;
 }
 
 void Write(const fs::path& folder, const std::vector<std::pair<std::string, Bytes>>& items) {
   fs::create_directories(folder);
-  for (const auto& [name, bytes] : items) {
-    std::ofstream out(folder / name, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()),
-              static_cast<std::streamsize>(bytes.size()));
-  }
+  for (const auto& [name, bytes] : items)
+    std::ofstream(folder / name, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: fuzz_seeds CORPUS_FOLDER\n");
-    return 2;
-  }
+  if (argc != 2) return std::fprintf(stderr, "usage: fuzz_seeds CORPUS_FOLDER\n"), 2;
   const auto payloads = Payloads();
   Write(fs::path(argv[1]) / "parse", payloads);
   Write(fs::path(argv[1]) / "read_receipt", Files(payloads));

@@ -4,9 +4,8 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <span>
 #include <string>
 
@@ -15,32 +14,22 @@
 
 namespace {
 
-const std::filesystem::path& ScratchFile() {
-  static const std::filesystem::path path =
-      std::filesystem::temp_directory_path() /
-      ("quellmark-fuzz-" + std::to_string(getpid()) + ".receipt");
-  return path;
-}
-
-struct RemoveAtExit {
-  ~RemoveAtExit() {
-    std::error_code ec;
-    std::filesystem::remove(ScratchFile(), ec);
-  }
-} removeAtExit;
+// A file of this process's own, removed again at exit.
+struct ScratchFile {
+  const std::filesystem::path path = std::filesystem::temp_directory_path() /
+                                     ("quellmark-fuzz-" + std::to_string(getpid()) + ".receipt");
+  ~ScratchFile() { std::filesystem::remove(path, ignored); }
+  std::error_code ignored;
+} scratch;
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  {
-    std::FILE* f = std::fopen(ScratchFile().c_str(), "wb");
-    if (f == nullptr) std::abort();
-    if (size > 0 && std::fwrite(data, 1, size, f) != size) std::abort();
-    std::fclose(f);
-  }
+  std::ofstream(scratch.path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
   const auto streamsBefore = toolkit::BinaryStream::OpenStreams();
   try {
-    const auto map = CertTools::ReadReceipt(toolkit::Ref<toolkit::FolderItem>::New(ScratchFile()));
+    const auto map = CertTools::ReadReceipt(toolkit::Ref<toolkit::FolderItem>::New(scratch.path));
     if (map) fuzzcheck::CheckMap(*map, std::span<const std::uint8_t>(data, size));
   } catch (const toolkit::NilObjectException&) {
     // A container whose payload is not an attribute set.

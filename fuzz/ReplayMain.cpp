@@ -10,35 +10,23 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-namespace {
-int Replay(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  const std::vector<char> bytes((std::istreambuf_iterator<char>(in)),
-                                std::istreambuf_iterator<char>());
-  if (!in.eof() && in.fail()) {
-    std::fprintf(stderr, "can't read %s\n", file.c_str());
-    return 1;
-  }
-  LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
-  return 0;
-}
-}  // namespace
-
 int main(int argc, char** argv) {
-  int inputs = 0;
+  std::vector<std::filesystem::path> files;
   for (int i = 1; i < argc; ++i) {
     const std::filesystem::path arg(argv[i]);
-    if (std::filesystem::is_directory(arg)) {
-      for (const auto& entry : std::filesystem::directory_iterator(arg)) {
-        if (!entry.is_regular_file()) continue;
-        if (Replay(entry.path()) != 0) return 1;
-        ++inputs;
-      }
-    } else {
-      if (Replay(arg) != 0) return 1;
-      ++inputs;
+    if (!std::filesystem::is_directory(arg)) {
+      files.push_back(arg);
+      continue;
     }
+    for (const auto& entry : std::filesystem::directory_iterator(arg))
+      if (entry.is_regular_file()) files.push_back(entry.path());
   }
-  std::printf("replayed %d inputs\n", inputs);
-  return inputs > 0 ? 0 : 1;  // an empty corpus is a mistake, not a pass
+  for (const auto& file : files) {
+    std::ifstream in(file, std::ios::binary);
+    const std::vector<char> bytes((std::istreambuf_iterator<char>(in)), {});
+    if (!in.eof() && in.fail()) return std::fprintf(stderr, "can't read %s\n", file.c_str()), 1;
+    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+  }
+  std::printf("replayed %zu inputs\n", files.size());
+  return files.empty() ? 1 : 0;  // an empty corpus is a mistake, not a pass
 }

@@ -19,15 +19,13 @@ void Release(CFTypeRef object) {
 
 // Every part of `url`, freed at once.
 void AskEverything(CFURLRef url) {
-  Release(CFURLCopyScheme(url));
-  Release(CFURLCopyNetLocation(url));
-  Release(CFURLCopyUserName(url));
-  Release(CFURLCopyPassword(url));
-  Release(CFURLCopyHostName(url));
-  Release(CFURLCopyQueryString(url, nullptr));
-  (void)CFURLGetPortNumber(url);
-  (void)CFURLCanBeDecomposed(url);
-  Release(CFURLCopyAbsoluteURL(url));
+  for (const CFTypeRef part :
+       {CFTypeRef(CFURLCopyScheme(url)), CFTypeRef(CFURLCopyNetLocation(url)),
+        CFTypeRef(CFURLCopyUserName(url)), CFTypeRef(CFURLCopyPassword(url)),
+        CFTypeRef(CFURLCopyHostName(url)), CFTypeRef(CFURLCopyQueryString(url, nullptr)),
+        CFTypeRef(CFURLCopyAbsoluteURL(url))})
+    Release(part);
+  (void)CFURLGetPortNumber(url), (void)CFURLCanBeDecomposed(url);
   CFStringRef component = CFStringCreateWithCString(nullptr, "x y", kCFStringEncodingUTF8);
   Release(CFURLCreateCopyAppendingPathComponent(nullptr, url, component, false));
   Release(component);

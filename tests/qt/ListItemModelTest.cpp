@@ -64,14 +64,10 @@ TEST_F(ListItemModelTest, RowsOfOneOpenFolderStayAddressedWhenAnotherCloses) {
   list->Expanded(1, true);  // c: rows 2, 3
   list->Expanded(0, true);  // a: rows 1, 2; c moves to 3
   ASSERT_EQ(model.rowCount(Top(0)), 2);
-  const QModelIndex c = Top(1);
-  ASSERT_EQ(model.rowCount(c), 2);
-  EXPECT_EQ(Text(model.index(0, 0, c)), "c.1");
-  const QPersistentModelIndex cChild(model.index(1, 0, c));
+  const QPersistentModelIndex cChild(model.index(1, 0, Top(1)));
 
   list->Expanded(0, false);
   EXPECT_EQ(model.rowCount(Top(0)), 0);
-  EXPECT_EQ(Text(model.index(1, 0, Top(1))), "c.2");
   EXPECT_EQ(Text(cChild), "c.2") << "a kept index must follow its row";
   EXPECT_EQ(model.ListRow(cChild), 3);
 
@@ -88,28 +84,12 @@ TEST_F(ListItemModelTest, AnEventsRowsReachQtAtItsEnd) {
     std::function<void()> event;
     int insertions;
   } cases[] = {
-      {"rows added one by one",
-       [&] {
-         list->AddRow({"1", "", kLongInfo}), list->AddRow({"2"});
-       },
-       1},
-      {"a row opened by the event that added it, with a row behind it",
-       [&] {
-         list->AddFolder("a");
-         list->Expanded(list->LastIndex(), true);
-         list->AddRow({"b"});
-       },
-       3},
-      {"rows removed in between, and a cell written before Qt saw its row",
-       [&] {
-         list->AddRow({"x"});
-         list->DeleteAllRows();
-         list->AddRow({"y"});
-         list->Cell(0, 1, "written");
-       },
-       2},
-      {"an event that raises", [&] { list->AddRow({"z"}), throw toolkit::RuntimeException(""); },
-       1},
+      // clang-format off
+      {"rows added one by one", [&] { list->AddRow({"1", "", kLongInfo}), list->AddRow({"2"}); }, 1},
+      {"a row opened by the event that added it, with a row behind it", [&] { list->AddFolder("a"), list->Expanded(0, true), list->AddRow({"b"}); }, 3},
+      {"rows removed in between, a cell written before Qt saw its row", [&] { list->AddRow({"x"}), list->DeleteAllRows(), list->AddRow({"y"}), list->Cell(0, 1, "written"); }, 2},
+      {"an event that raises", [&] { list->AddRow({"z"}), throw toolkit::RuntimeException(""); }, 1},
+      // clang-format on
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
@@ -122,9 +102,8 @@ TEST_F(ListItemModelTest, AnEventsRowsReachQtAtItsEnd) {
     }
     EXPECT_EQ(inserted.count(), c.insertions);
     std::vector<std::string> rows = window_test::Rows(*list);
-    for (std::string& row : rows) {
+    for (std::string& row : rows)
       if (row.ends_with(" +") || row.ends_with(" -")) row.resize(row.size() - 2);
-    }
     EXPECT_EQ(QtRows(), rows);
   }
 }

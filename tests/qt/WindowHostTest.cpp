@@ -118,8 +118,7 @@ TEST_F(WindowHostTest, ALongDropShowsABusyPointerUntilItEnds) {
   const path receipt = Receipt("r.receipt");
   const struct {
     int items;
-    bool raises;
-    bool busy;
+    bool raises, busy;
   } cases[] = {{200, false, false}, {201, false, true}, {201, true, true}};
   for (const auto& c : cases) {
     list().DeleteAllRows();
@@ -134,9 +133,8 @@ TEST_F(WindowHostTest, ALongDropShowsABusyPointerUntilItEnds) {
     EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr) << c.items;
     EXPECT_EQ(host->ItemModel()->rowCount(), c.items) << c.items;
   }
-  for (QWidget* w : QApplication::topLevelWidgets()) {
+  for (QWidget* w : QApplication::topLevelWidgets())
     if (auto* box = qobject_cast<QMessageBox*>(w)) box->accept();
-  }
 }
 
 // URLs as a file manager sends them: the bytes of a name reach its row whether or not they are
@@ -208,9 +206,8 @@ TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenAndInViewAtTheEndOfALongList) {
   host->activateWindow();
   ASSERT_TRUE(QTest::qWaitForWindowActive(host.get()));
   QTest::keyClick(host.get(), Qt::Key_G, Qt::ControlModifier);
-  const int last = host->ItemModel()->rowCount() - 1;
-  ASSERT_EQ(last, 1001);
-  const QModelIndex root = host->ItemModel()->index(last, 0);
+  ASSERT_EQ(host->ItemModel()->rowCount(), 1002);
+  const QModelIndex root = host->ItemModel()->index(1001, 0);
   EXPECT_EQ(root.data().toString(), "MACs");
   EXPECT_TRUE(view().isExpanded(root));
   ASSERT_GE(host->ItemModel()->rowCount(root), 1);
@@ -248,9 +245,8 @@ TEST_F(WindowHostTest, TooltipsArePlainTextThatWraps) {
     QHelpEvent ask(QEvent::ToolTip, cell.center(), view().viewport()->mapToGlobal(cell.center()));
     QCoreApplication::sendEvent(view().viewport(), &ask);
     QLabel* tip = nullptr;
-    for (QWidget* w : QApplication::topLevelWidgets()) {
+    for (QWidget* w : QApplication::topLevelWidgets())
       if (w->objectName() == "qtooltip_label" && w->isVisible()) tip = qobject_cast<QLabel*>(w);
-    }
     ASSERT_NE(tip, nullptr) << row;
     EXPECT_FALSE(tip->text().contains("<img")) << row;
     EXPECT_EQ(tip->text().contains("&lt;img src="), row == 0);

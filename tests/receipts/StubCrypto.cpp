@@ -24,6 +24,7 @@ extern "C" {
 
 int stub_containers_parsed = 0;
 int stub_containers_freed = 0;
+int stub_strings_read = 0;
 
 void* d2i_PKCS7_fp(std::FILE* fp, void** out) {
   void* p7 = RealFunction<void*(std::FILE*, void**)>("d2i_PKCS7_fp")(fp, out);
@@ -31,29 +32,27 @@ void* d2i_PKCS7_fp(std::FILE* fp, void** out) {
   return p7;
 }
 
-int OBJ_obj2nid(const void* object) {
-  return RealFunction<int(const void*)>("OBJ_obj2nid")(object);
-}
-
 const unsigned char* ASN1_STRING_get0_data(const void* string) {
+  ++stub_strings_read;
   return RealFunction<const unsigned char*(const void*)>("ASN1_STRING_get0_data")(string);
 }
 
-int ASN1_STRING_length(const void* string) {
-  return RealFunction<int(const void*)>("ASN1_STRING_length")(string);
-}
+// Functions handed on unchanged.
+#define FORWARD(R, name, params, ...)                  \
+  R name params {                                      \
+    return RealFunction<R params>(#name)(__VA_ARGS__); \
+  }
+FORWARD(int, OBJ_obj2nid, (const void* o), o)
+FORWARD(int, ASN1_STRING_length, (const void* s), s)
+#ifndef STUB_LACKS_ASN1_GET_OBJECT
+FORWARD(int, ASN1_get_object, (const unsigned char** pp, long* n, int* tag, int* cls, long max), pp,
+        n, tag, cls, max)
+#endif
 
 #ifndef STUB_LACKS_PKCS7_FREE
 void PKCS7_free(void* p7) {
   if (p7 != nullptr) ++stub_containers_freed;
   RealFunction<void(void*)>("PKCS7_free")(p7);
-}
-#endif
-
-#ifndef STUB_LACKS_ASN1_GET_OBJECT
-int ASN1_get_object(const unsigned char** pp, long* length, int* tag, int* cls, long max) {
-  return RealFunction<int(const unsigned char**, long*, int*, int*, long)>("ASN1_get_object")(
-      pp, length, tag, cls, max);
 }
 #endif
 

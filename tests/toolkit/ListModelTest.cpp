@@ -61,14 +61,13 @@ TEST_F(ListModelTest, OpeningAddsChildrenBelowTheRowWhileItIsOpen) {
   EXPECT_EQ(list.LastIndex(), 2);  // the row added last, wherever it went
 }
 
+// Openings inside an opening: a nested folder, or an earlier row that moves where children go.
 TEST_F(ListModelTest, AnOpeningInsideAnOpeningKeepsEachChildUnderItsRow) {
   NestedOnOpen();
   list.AddFolder("a");
   list.Expanded(0, true);
   EXPECT_EQ(Rows(list), (Strings{"a|| -", ">a.1||", ">n|| -", ">>n.1||", ">>n.2||", ">a.2||"}));
-}
-
-TEST_F(ListModelTest, OpeningAnEarlierRowMeanwhileMovesWhereChildrenGo) {
+  list.DeleteAllRows();
   ChildrenOnOpen([this](std::int64_t row) {
     if (row > 0) list.Expanded(0, true);
   });
@@ -103,18 +102,11 @@ TEST_F(ListModelTest, AHandlerThatRemovesItsRowOrRaises) {
     bool raises;
     Strings rows;
   } cases[] = {
-      {"the list emptied: later rows start a new list",
-       [](ListModel& l, std::int64_t) { l.DeleteAllRows(); },
-       false,
-       {"r.2||"}},
-      {"the row closed itself: later rows go behind the last",
-       [](ListModel& l, std::int64_t row) { l.Expanded(row, false); },
-       false,
-       {"r|| +", "r.2||"}},
-      {"the handler raised: its rows stay and the row stays open",
-       [](ListModel&, std::int64_t) { throw RuntimeException("inside"); },
-       true,
-       {"r|| -", ">r.1||"}},
+      // clang-format off
+      {"the list emptied: later rows start a new list", [](ListModel& l, std::int64_t) { l.DeleteAllRows(); }, false, {"r.2||"}},
+      {"the row closed itself: later rows go behind the last", [](ListModel& l, std::int64_t row) { l.Expanded(row, false); }, false, {"r|| +", "r.2||"}},
+      {"the handler raised: its rows stay and the row stays open", [](ListModel&, std::int64_t) { throw RuntimeException("inside"); }, true, {"r|| -", ">r.1||"}},
+      // clang-format on
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
