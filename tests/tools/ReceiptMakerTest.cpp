@@ -1,23 +1,18 @@
 // The receipt maker, where a fault would slip past the tests that read what it makes: the
-// exact DER forms, the containers that readers are to refuse, the text format with its
-// mistakes, the sample files and the command.
+// exact DER forms, the containers that readers are to refuse, the text format, and the sample
+// files that the program shows at start.
 
 #include "tools/receiptmaker/ReceiptMaker.h"
 
 #include <gtest/gtest.h>
 #include <openssl/objects.h>
 #include <openssl/pkcs7.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <string>
-#include <tuple>
-
-#include "tests/support/Scratch.h"
 
 namespace {
 
@@ -104,25 +99,6 @@ TEST(ReceiptMakerText, DirectivesMakeTheFileTheyDescribe) {
   EXPECT_EQ(BuildFromText("truncate 2\nraw-file-hex 010203"), FromHex("0102"));
 }
 
-TEST(ReceiptMakerText, EachMistakeNamesItsLine) {
-  const std::tuple<const char*, int, const char*> cases[] = {
-      {"# c\n\nattr 1 1 int", 3, "usage: attr NUMBER VERSION int N"},
-      {"attr 1 1 utf8 \"a\\nb\"", 1, "unknown escape"},
-      {"attr 17 1 iap\nset\nend", 2, "set inside iap (opened at line 1)"},
-      {"truncate 2\n\nraw-file-hex 0001", 1, "not shorter than the file, which has 2 bytes"},
-  };
-  for (const auto& [text, line, reason] : cases) {
-    try {
-      BuildFromText(text);
-      ADD_FAILURE() << "no error for: " << text;
-    } catch (const std::invalid_argument& error) {
-      const std::string message = error.what();
-      EXPECT_EQ(message.rfind("line " + std::to_string(line) + ": ", 0), 0u) << message;
-      EXPECT_NE(message.find(reason), std::string::npos) << message;
-    }
-  }
-}
-
 template <class T = Bytes>
 T ReadFile(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
@@ -141,25 +117,6 @@ TEST(ReceiptMakerSamples, SupplementalFilesMatchTheirDescriptions) {
         << file;
   EXPECT_EQ(ReadFile(made / "Not a receipt.txt"),
             BuildFromText(ReadFile<std::string>(samples / "not-a-receipt.txt")));
-}
-
-TEST(ReceiptMakerCli, ExitCodesAndOutput) {
-  const test_support::ScratchFolder scratch;
-  const auto run = [](const std::string& arguments) {
-    const int status =
-        std::system((std::string("'") + RECEIPTMAKER_CLI + "' " + arguments).c_str());
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  };
-  const std::string good = scratch.Write("good.txt", "attr 2 1 utf8 \"com.example\"\n").string();
-  const std::string bad = scratch.Write("bad.txt", "attr 2 1 utf8 unquoted\n").string();
-  const std::string out = (scratch.path() / "out file.receipt").string();
-  EXPECT_EQ(run("a b c 2>/dev/null"), 2);
-  EXPECT_EQ(run("'" + bad + "' '" + out + "' 2>/dev/null"), 1);
-  EXPECT_FALSE(std::filesystem::exists(out));
-  EXPECT_EQ(run("'" + good + "' '" + out + "'"), 0);
-  EXPECT_EQ(PayloadOf(ReadFile(out)), Payload({{2, 1, Utf8Value("com.example")}}));
-  EXPECT_EQ(run("- - < '" + good + "' > '" + out + "'"), 0);
-  EXPECT_EQ(PayloadOf(ReadFile(out)), Payload({{2, 1, Utf8Value("com.example")}}));
 }
 
 }  // namespace
