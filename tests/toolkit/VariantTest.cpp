@@ -42,11 +42,12 @@ TEST(RefTest, NilRaisesEqualityIsIdentityAndTheLastRefDestroysOnce) {
 
 TEST(VariantTest, VarTypeCodes) {
   const Ref<MemoryBlock> nil, block = Ref<MemoryBlock>::New(1);  // a nil Ref is a nil Variant
-  const std::pair<Variant, int> cases[] = {{Variant(), 0},       {nil, 0},   {std::int32_t{1}, 2},
-                                           {std::int64_t{1}, 3}, {1.0f, 4},  {1.0, 5},
-                                           {"text", 8},          {block, 9}, {true, 11}};
-  for (const auto& [value, type] : cases)
-    EXPECT_EQ(value.VarType(), type);
+  // Each value made in its place: g++ 12 under the sanitizers misreads a moved Variant.
+  const Variant values[] = {Variant(), nil, std::int32_t{1}, std::int64_t{1}, 1.0f, 1.0, "text",
+                            block,     true};
+  const int types[] = {0, 0, 2, 3, 4, 5, 8, 9, 11};
+  for (std::size_t i = 0; i < std::size(types); ++i)
+    EXPECT_EQ(values[i].VarType(), types[i]) << i;
 }
 
 TEST(VariantTest, IsNumeric) {
