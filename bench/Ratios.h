@@ -44,11 +44,13 @@ class RatioReporter : public benchmark::ConsoleReporter {
     return n % 2 == 1 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
   }
 
-  void PrintRatio(const std::string& a, const std::string& b) const {
+  // Prints the ratio of the two medians times `scale`, with `what` after the names (" per row").
+  void PrintRatio(const std::string& a, const std::string& b, double scale = 1,
+                  const char* what = "") const {
     const double ta = Median(a);
     const double tb = Median(b);
     if (ta < 0 || tb <= 0) return;
-    std::printf("ratio %s / %s = %.3f\n", a.c_str(), b.c_str(), ta / tb);
+    std::printf("ratio %s / %s%s = %.3f\n", a.c_str(), b.c_str(), what, ta / tb * scale);
   }
 
  private:

@@ -26,13 +26,12 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "app/App.h"
+#include "bench/Ratios.h"
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/WindowHost.h"
 #include "receipts/CertTools.h"
@@ -68,19 +67,7 @@ fs::path Write(const fs::path& p, const Bytes& bytes) {
 // made as they are first needed.
 std::vector<fs::path> Receipts(std::int64_t n) {
   static std::vector<fs::path> files;
-  static const Bytes receipt = [] {
-    const Bytes purchase = PurchaseValue({{1701, 1, IntValue(1)},
-                                          {1702, 1, Utf8Value("com.example.coins")},
-                                          {1703, 1, Utf8Value("1000000123456789")}});
-    return Sign(Payload({{0, 1, Utf8Value("Production")},
-                         {2, 1, Utf8Value("com.example.quellmark")},
-                         {3, 1, Utf8Value("2.4.1")},
-                         {4, 1, HexValue("00112233445566778899AABBCCDDEEFF")},
-                         {5, 1, HexValue("A1B2C3D4E5F60718293A4B5C6D7E8F9001122334")},
-                         {12, 1, Ia5Value("2026-03-14T09:26:53Z")},
-                         {17, 1, purchase},
-                         {19, 1, Utf8Value("2.0")}}));
-  }();
+  static const Bytes receipt = Sign(TypicalPayload());
   while (static_cast<std::int64_t>(files.size()) < n) {
     char name[32];
     std::snprintf(name, sizeof name, "%06zu.receipt", files.size());
@@ -351,38 +338,6 @@ void BM_ViewClear10000(benchmark::State& state) {
 }
 BENCHMARK(BM_ViewClear10000)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// Prints "ratio A / B = x" as bench/Ratios.h does, but from the medians of repeated runs where
-// there are some; and how the time per row of the largest drop compares with the smallest's.
-class MedianRatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.error_occurred) continue;
-      const std::string name = run.run_name.str();
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
-        times_[name] = run.GetAdjustedCPUTime();
-        medians_.insert(name);
-      } else if (run.run_type == Run::RT_Iteration && medians_.count(name) == 0) {
-        times_[name] = run.GetAdjustedCPUTime();
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-
-  void PrintRatio(const std::string& a, const std::string& b, double scale = 1,
-                  const char* what = "") const {
-    const auto ia = times_.find(a);
-    const auto ib = times_.find(b);
-    if (ia == times_.end() || ib == times_.end() || ib->second <= 0) return;
-    std::printf("ratio %s / %s%s = %.3f\n", a.c_str(), b.c_str(), what,
-                ia->second / ib->second * scale);
-  }
-
- private:
-  std::map<std::string, double> times_;
-  std::set<std::string> medians_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -391,11 +346,12 @@ int main(int argc, char** argv) {
   QApplication::setQuitOnLastWindowClosed(false);
   benchmark::Initialize(&argc, argv);
   {
-    MedianRatioReporter reporter;
+    bench::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     const std::string most = std::to_string(kMostFiles);
     for (const std::string n : {"1000", "10000", most.c_str()})
       reporter.PrintRatio("BM_ViewDrop/" + n, "BM_ReadReceipts/" + n);
+    // How the time per row of the largest drop compares with the smallest's.
     reporter.PrintRatio("BM_ViewDrop/" + most, "BM_ViewDrop/1000",
                         1000.0 / static_cast<double>(kMostFiles), " per row");
   }
