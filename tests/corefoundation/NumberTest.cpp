@@ -1,4 +1,3 @@
-#include <cstring>
 
 #include "corefoundation/CFNumber.h"
 #include "tests/corefoundation/Support.h"

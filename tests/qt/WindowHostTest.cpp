@@ -55,7 +55,7 @@ class TestWindow : public Window1 {
 class WindowHostTest : public ::testing::Test {
  protected:
   WindowHostTest() {
-    window_test::WriteReceipt(temp.path() / "exe/Supplemental Data/_MASReceipt/Sample.receipt");
+    temp.Write("exe/Supplemental Data/_MASReceipt/Sample.receipt", window_test::Receipt());
     window = toolkit::Window::Make<TestWindow>(temp.path() / "exe");
     host = std::make_unique<qt::WindowHost>(window);
     host->show();
@@ -86,7 +86,7 @@ class WindowHostTest : public ::testing::Test {
   }
 
   path Receipt(const std::string& name) {
-    return window_test::WriteReceipt(temp.path() / "drop" / name);
+    return temp.Write(path("drop") / name, window_test::Receipt());
   }
 
   qt::QtDesktop desktop;
@@ -144,7 +144,7 @@ TEST_F(WindowHostTest, DroppedURLsNameTheirFilesAndNoFileBlocks) {
   const path drop = temp.path() / "drop";
   Receipt("bad\xFFname.receipt");
   Receipt("two\nlines.receipt");
-  window_test::WriteReceipt(drop / "Good.app/Contents/_MASReceipt/receipt");
+  temp.Write("drop/Good.app/Contents/_MASReceipt/receipt", window_test::Receipt());
   temp.Folder("drop/Stuff");
   temp.Folder("drop/Pipe.app/Contents/_MASReceipt");
   ASSERT_EQ(mkfifo((drop / "pipe.receipt").c_str(), 0600), 0);
@@ -232,10 +232,10 @@ TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {
 TEST_F(WindowHostTest, TooltipsArePlainTextThatWraps) {
   list().DeleteAllRows();
   const std::string markup = "<img src=\"nowhere.png\"><b>com.example</b>";
-  ASSERT_TRUE(
-      Drop({window_test::WriteReceipt(temp.path() / "drop/markup.receipt",
-                                      {{2, 1, ReceiptMaker::Utf8Value(markup)},
-                                       {4, 1, ReceiptMaker::HexValue(std::string(400, 'a'))}})}));
+  ASSERT_TRUE(Drop(
+      {temp.Write("drop/markup.receipt",
+                  window_test::Receipt({{2, 1, ReceiptMaker::Utf8Value(markup)},
+                                        {4, 1, ReceiptMaker::HexValue(std::string(400, 'a'))}}))}));
   const QModelIndex root = host->ItemModel()->index(0, 0);
   view().expand(root);
   ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,16 +36,6 @@ class DesktopTest : public ::testing::Test {
  protected:
   HeadlessDesktop desktop;
 };
-
-TEST(ChrTest, CodePointsInUtf8AndNothingForWhatIsNone) {
-  const std::pair<std::uint32_t, std::string> cases[] = {{0x7F, "\x7F"},
-                                                         {0x2318, "\xE2\x8C\x98"},
-                                                         {0x10FFFF, "\xF4\x8F\xBF\xBF"},
-                                                         {0xD800, ""},
-                                                         {0x110000, ""}};
-  for (const auto& [code, bytes] : cases)
-    EXPECT_EQ(Chr(code).Bytes(), bytes) << code;
-}
 
 TEST_F(DesktopTest, ATimerTicksWhileItLivesAndIsOn) {
   HeadlessEventLoop& loop = desktop.Loop();

@@ -167,16 +167,5 @@ TEST_F(ListModelTest, AHeadingClickSortsTopRowsWithTheirChildrenUnlessServed) {
   EXPECT_EQ(list.Cell(list.LastIndex(), 0).Bytes(), "b.2");
 }
 
-TEST_F(ListModelTest, TheColumnCountStaysInRangeAndCellsFollowIt) {
-  list.AddRow({"a", "b", "c"});
-  toolkit::ListboxDesign design;
-  for (const auto& [asked, kept] : {std::pair{2, 2}, {3, 3}, {0, 1}, {-4, 1}, {100000, 256}}) {
-    design.ColumnCount = asked;
-    list.ApplyDesign(design);
-    EXPECT_EQ(list.ColumnCount(), kept);
-  }
-  EXPECT_EQ(list.Cell(0, 1).Bytes() + list.Cell(0, 2).Bytes(), "");  // the cells went with them
-}
-
 }  // namespace
 }  // namespace toolkit_test

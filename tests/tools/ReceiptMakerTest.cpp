@@ -81,24 +81,6 @@ TEST(ReceiptMakerSign, EachShapeIsWhatItSaysAroundTheExactPayload) {
   EXPECT_THROW(Build(payload, {.truncateTo = 100000}), std::invalid_argument);
 }
 
-TEST(ReceiptMakerText, DirectivesMakeTheFileTheyDescribe) {
-  const std::pair<const char*, Bytes> cases[] = {
-      {"attr -1 9223372036854775807 int -42 # comment", Payload({{-1, INT64_MAX, IntValue(-42)}})},
-      {R"(attr 2 1 utf8 "a \"b\" \\ # c")", Payload({{2, 1, Utf8Value(R"(a "b" \ # c)")}})},
-      {"attr 4 1 hex 0102 03\r\nattr 5 1 hex", Payload({{4, 1, {1, 2, 3}}, {5, 1, {}}})},
-      {"attr 17 1 iap\n attr 9 2 iap\n  attr 1 1 int 2\n end\nend",
-       Payload({{17, 1, PurchaseValue({{9, 2, Payload({{1, 1, IntValue(2)}})}})}})},
-      {"attr 2 1 int 1\nset", Concat(Payload({{2, 1, IntValue(1)}}), Set({}))},
-      {"payload-hex 0c 0161", Utf8("a")},
-  };
-  for (const auto& [text, payload] : cases)
-    EXPECT_EQ(PayloadOf(BuildFromText(text)), payload) << text;
-  Pkcs7Ptr data = Parse(BuildFromText("shape outer-data\nattr 2 1 int 1"));
-  ASSERT_TRUE(data && PKCS7_type_is_data(data.get()));
-  EXPECT_EQ(BuildFromText("attr 2 1 int 1\ntruncate 30").size(), 30u);
-  EXPECT_EQ(BuildFromText("truncate 2\nraw-file-hex 010203"), FromHex("0102"));
-}
-
 template <class T = Bytes>
 T ReadFile(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);

@@ -5,9 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tests/support/Scratch.h"
@@ -30,19 +28,6 @@ inline ReceiptMaker::Bytes Receipt(const Attributes& attributes = kBundleAndVers
 }
 
 // The tests of the Qt desktop write at whole paths inside a scratch folder of this name.
-using TempFolder = test_support::ScratchFolder;
-inline fs::path WriteText(const fs::path& path, std::string_view text) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary)
-      .write(text.data(), static_cast<std::streamsize>(text.size()));
-  return path;
-}
-inline fs::path WriteReceipt(const fs::path& path,
-                             const Attributes& attributes = kBundleAndVersion) {
-  const ReceiptMaker::Bytes bytes = Receipt(attributes);
-  return WriteText(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-}
-
 using toolkit_test::ListChecker;
 using toolkit_test::Rows;
 
