@@ -1,5 +1,5 @@
 // This executable's own Stubs::DebugLog, which keeps what it is given so that tests can read
-// it. Being defined here, it takes the place of the shell's, which is then not linked in.
+// it. Being defined here, it takes the place of the app library's, which is then not linked in.
 
 #include "app/Stubs.h"
 #include "tests/corefoundation/Support.h"

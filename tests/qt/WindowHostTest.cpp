@@ -287,23 +287,4 @@ TEST_F(WindowHostTest, ClosingTheWindowEndsTheEventLoop) {
   EXPECT_FALSE(window->IsOpen());
 }
 
-// The README's picture: the window as the program starts it beside the sample receipts of
-// the source tree, the last row open.
-TEST(WindowScreenshot, GrabsTheWindowWithTheSampleReceiptsAndOneRowOpen) {
-  qt::QtDesktop desktop;
-  const Ref<App> app = StartApplication();
-  const auto window = toolkit::Window::Make<TestWindow>(QM_SOURCE_DIR);
-  qt::WindowHost host(window);
-  host.show();
-  window->RaiseOpen();
-  app->RaiseOpen();
-  ASSERT_GT(window->lb()->ListCount(), 1);
-  host.ListView()->expand(host.ItemModel()->index(host.ItemModel()->rowCount() - 1, 0));
-  ASSERT_TRUE(QTest::qWaitFor([&] { return host.ListView()->isVisible(); }, 2000));
-  ASSERT_GT(window->lb()->ListCount(), 3) << "the sample opens into its attributes";
-  const QImage image = host.grab().toImage();
-  EXPECT_EQ(image.size(), host.size() * image.devicePixelRatio());
-  EXPECT_TRUE(image.save(QM_SCREENSHOT));
-}
-
 }  // namespace

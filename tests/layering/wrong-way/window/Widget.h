@@ -1,2 +1,3 @@
-// The window logic, which runs headless, reaching for a widget.
+// The window logic, which runs headless, reaching for a widget and for Qt's object.
 #include <QWidget>
+#include "QObject"

@@ -1,0 +1,2 @@
+// The reader reaching up into the window, in angle brackets.
+#include <window/Window1.h>
