@@ -199,9 +199,9 @@ int64_t UnixTime(std::string_view text);
 struct PkiOptions {
   Issuer issuer = Issuer::TestRoot;
   KeyType key = KeyType::Rsa2048;
-  Validity root;
-  Validity intermediate;
-  Validity leaf;
+  Validity root = {};
+  Validity intermediate = {};
+  Validity leaf = {};
   // Whether the intermediate and the signer carry their Apple extensions.
   bool intermediateOid = true;
   bool leafOid = true;
