@@ -95,7 +95,11 @@ Bytes FromHex(std::string_view hex) {
   for (const char c : hex) {
     if (c == ' ' || c == '\t') continue;
     const int digit = HexDigit(c);
-    if (digit < 0) throw std::invalid_argument("'" + std::string(1, c) + "' is not a hex digit");
+    if (digit < 0) {
+      std::string message = "' is not a hex digit";
+      message.insert(0, {'\'', c});
+      throw std::invalid_argument(message);
+    }
     if (high < 0) {
       high = digit;
     } else {
@@ -153,19 +157,21 @@ std::vector<Attribute> Purchases(size_t n) {
     const std::string original = std::to_string(1000000900000000 + i - i % 4);
     purchases.push_back(
         {17, 1,
-         PurchaseValue({{1701, 1, IntValue(1 + int64_t(i % 3))},
-                        {1702, 1, Utf8Value("com.example.product." + std::to_string(i % 7))},
-                        {1703, 1, Utf8Value(id)},
-                        {1704, 1, date(i)},
-                        {1705, 1, Utf8Value(original)},
-                        {1706, 1, date(i - i % 4)},
-                        {1707, 1, IntValue(0)},
-                        {1708, 1, date(i + 24 * 30)},
-                        {1711, 1, IntValue(int64_t(230000000000000 + i))},
-                        {1712, 1, Ia5Value("")},
-                        {1713, 1, IntValue(int64_t(i % 2))},
-                        {1719, 1, IntValue(0)},
-                        {1721, 1, Utf8Value("")}})});
+         PurchaseValue(
+             {{1701, 1, IntValue(1 + int64_t(i % 3))},
+              {1702, 1,
+               Utf8Value(std::string("com.example.product.").append(std::to_string(i % 7)))},
+              {1703, 1, Utf8Value(id)},
+              {1704, 1, date(i)},
+              {1705, 1, Utf8Value(original)},
+              {1706, 1, date(i - i % 4)},
+              {1707, 1, IntValue(0)},
+              {1708, 1, date(i + 24 * 30)},
+              {1711, 1, IntValue(int64_t(230000000000000 + i))},
+              {1712, 1, Ia5Value("")},
+              {1713, 1, IntValue(int64_t(i % 2))},
+              {1719, 1, IntValue(0)},
+              {1721, 1, Utf8Value("")}})});
   }
   return purchases;
 }

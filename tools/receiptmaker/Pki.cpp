@@ -149,8 +149,8 @@ Bytes Der(X509* cert) {
 int64_t UnixTime(std::string_view text) {
   using namespace std::chrono;
   const auto bad = [&] {
-    return std::invalid_argument("'" + std::string(text) +
-                                 "' is not YYYY-MM-DDTHH:MM:SSZ, now, now+Nd or now-Nd");
+    return std::invalid_argument(std::string("'").append(text).append(
+        "' is not YYYY-MM-DDTHH:MM:SSZ, now, now+Nd or now-Nd"));
   };
   // Digits only: from_chars would take a sign.
   const auto number = [&](std::string_view digits) {

@@ -8,6 +8,7 @@
 #include <openssl/objects.h>
 #include <openssl/pkcs7.h>
 
+#include <algorithm>
 #include <climits>
 #include <span>
 #include <stdexcept>
@@ -262,7 +263,11 @@ std::vector<Element> Elements(std::span<const uint8_t> bytes) {
 }
 
 Bytes Indefinite(uint8_t identifier, const Bytes& contents) {
-  return Concat(Bytes{identifier, 0x80}, contents, Bytes{0x00, 0x00});
+  Bytes out(contents.size() + 4, 0x00);
+  out[0] = identifier;
+  out[1] = 0x80;
+  std::copy(contents.begin(), contents.end(), out.begin() + 2);
+  return out;
 }
 
 Bytes Copy(std::span<const uint8_t> bytes) {

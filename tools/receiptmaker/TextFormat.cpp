@@ -428,9 +428,9 @@ T TextParser::Word(const Token& token, const Choice<T> (&choices)[N], const char
   std::string known;
   for (const Choice<T>& choice : choices) {
     if (!token.quoted && token.text == choice.word) return choice.value;
-    known += (known.empty() ? "" : ", ") + std::string(choice.word);
+    known.append(known.empty() ? "" : ", ").append(choice.word);
   }
-  Fail("unknown " + std::string(what) + " '" + token.text + "' (" + known + ")");
+  Fail(std::string("unknown ").append(what) + " '" + token.text + "' (" + known + ")");
 }
 
 int64_t TextParser::Time(const Token& token) const {
