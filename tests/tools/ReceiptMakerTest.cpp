@@ -188,6 +188,12 @@ TEST(ReceiptMakerChain, CertificatesCarryApplesExtensionsAndTheFileWhatItIsAsked
       {bare.Certificate(Cert::Intermediate), kIntermediateOid, absent}};
   for (const auto& [cert, oid, value] : extensions)
     EXPECT_EQ(Extension(cert, oid), value) << oid;
+  const int64_t end = UnixTime("2030-01-02T03:04:05Z");
+  const TestPki dated({.leaf = {0, end}});
+  for (const auto& [which, expected] : {std::pair{Cert::Leaf, 0}, {Cert::Intermediate, 1}})
+    EXPECT_EQ(
+        ASN1_TIME_cmp_time_t(X509_get0_notAfter(ParseCert(dated.Certificate(which)).get()), end),
+        expected);
 
   // The certificates in the order asked, the digest named in the signer info, BER's end.
   const Bytes file = Build(Set({}), {.pki = &pki,
