@@ -288,7 +288,8 @@ Bytes Sign(const Bytes& payload, Shape shape = Shape::Receipt);
 // The file the options describe around payload, cut to options.truncateTo bytes if set; with
 // the default options, what Sign(payload, options.shape) makes. Throws like Sign, and
 // std::invalid_argument if truncateTo is not shorter than the file, if a signing option comes
-// with Shape::OuterData, or if certs names a certificate the signer has not got.
+// with Shape::OuterData, or if certs names a certificate the signer has not got. Safe to call
+// from several threads, sharing one TestPki or not.
 Bytes Build(const Bytes& payload, const Options& options);
 
 // The file that a description in the text format above describes. Throws
