@@ -9,7 +9,7 @@ cmake_minimum_required(VERSION 3.25)
 
 # Each line names a folder and the folders that it knows directly; what those know, it may use
 # too. A folder named here that does not exist yet is simply empty. Tests, fuzz targets,
-# benchmarks, the receipt maker and the README's picture sit beside the tree and may include
+# benchmarks, the receipt maker, the README's picture and the install rules sit beside the tree and may include
 # and link anything of it, but nothing of the tree includes or links them.
 set(arrows
   "program: app window inspector platform/qt"
@@ -27,7 +27,7 @@ set(arrows
   "platform/toolkit:"
   "platform/cf:")
 set(qt_users program inspector platform/qt)
-set(beside tests fuzz bench tools docs)
+set(beside tests fuzz bench tools docs packaging)
 # Each folder is one library target named after the folder's last part. platform/cf and
 # platform/toolkit/cf would share a name, so the toolkit's is named in full.
 set(target_platform/toolkit/cf toolkit_cf)
@@ -116,6 +116,17 @@ foreach(folder IN LISTS folders)
 endforeach()
 file(GLOB_RECURSE sources RELATIVE "${ROOT}" ${patterns})
 list(REMOVE_DUPLICATES sources)
+
+# Code in a folder that no arrow names would escape every rule below: a new folder needs its
+# line before its first file. Build trees and hidden folders are not the project's sources.
+file(GLOB_RECURSE all_code RELATIVE "${ROOT}" "${ROOT}/*.cpp" "${ROOT}/*.h" "${ROOT}/*CMakeLists.txt")
+list(FILTER all_code EXCLUDE REGEX "^(build/|\\.|CMakeLists\\.txt$)")
+foreach(file IN LISTS all_code)
+  folder_of("${file}" owner)
+  if(owner STREQUAL "")
+    report("${file}: no arrow names the folder of this file")
+  endif()
+endforeach()
 foreach(source IN LISTS sources)
   folder_of("${source}" from)
   get_filename_component(here "${source}" DIRECTORY)

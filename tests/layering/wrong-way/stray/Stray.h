@@ -1,0 +1,2 @@
+#pragma once
+// Code in a folder that the arrows do not name.
