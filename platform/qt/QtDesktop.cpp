@@ -72,28 +72,8 @@ QtEventLoop::QtEventLoop() = default;
 QtEventLoop::~QtEventLoop() = default;
 
 void QtEventLoop::Post(std::function<void()> task) {
-  tasks_.push_back(std::move(task));
   QMetaObject::invokeMethod(
-      &context_, [this] { RunOne(); }, Qt::QueuedConnection);
-}
-
-void QtEventLoop::RunOne() {
-  if (tasks_.empty()) return;  // RunPending got there first
-  auto task = std::move(tasks_.front());
-  tasks_.pop_front();
-  Guard([&] { task(); });
-}
-
-std::size_t QtEventLoop::RunPending() {
-  std::size_t n = tasks_.size();
-  std::size_t ran = 0;
-  while (n-- > 0 && !tasks_.empty()) {
-    auto task = std::move(tasks_.front());
-    tasks_.pop_front();
-    task();
-    ++ran;
-  }
-  return ran;
+      &context_, [task = std::move(task)] { Guard([&] { task(); }); }, Qt::QueuedConnection);
 }
 
 void QtEventLoop::Schedule(std::int64_t periodMs, bool repeating, std::function<bool()> tick) {

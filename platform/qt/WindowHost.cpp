@@ -338,7 +338,7 @@ void WindowHost::Drop(QDropEvent* event) {
   // The drop runs to its end before the window paints again; the rows show all at once then.
   std::optional<BusyPointer> busy;
   if (urls.size() > kLongDrop) busy.emplace();
-  toolkit::HeadlessDragItem item(DroppedFiles(urls));
+  toolkit::FileDragItem item(DroppedFiles(urls));
   QtDesktop* desktop = QtDesktop::Current();
   if (desktop) desktop->EventModifiers(event->modifiers());
   const std::int64_t before = model_ ? model_->List()->ListCount() : 0;

@@ -9,7 +9,7 @@
 
 #include "Support.h"
 #include "app/App.h"
-#include "platform/toolkit/Desktop.h"
+#include "platform/toolkit/Headless.h"
 #include "window/Window1.h"
 
 namespace window_test {
@@ -52,7 +52,7 @@ class Window1Test : public ::testing::Test {
       items.push_back(name.empty() ? nullptr
                                    : Ref<FolderItem>::New(scratch.path() / "drop" / name));
     desktop.SetOptionKey(option);
-    toolkit::HeadlessDragItem drag(std::move(items));
+    toolkit::FileDragItem drag(std::move(items));
     window->RaiseDropObject(drag, 0);
   }
 
