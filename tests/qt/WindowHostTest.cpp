@@ -19,36 +19,13 @@
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/WindowHost.h"
 #include "tests/support/Scratch.h"
-#include "window/Window1.h"
+#include "tests/support/TestWindow.h"
 
 namespace {
 
-using toolkit::FolderItem;
+using test_support::TestWindow;
 using toolkit::Ref;
 using window_test::fs::path;
-
-// Window1 with its start-up folder below a scratch folder.
-class TestWindow : public Window1 {
- public:
-  explicit TestWindow(path base) : base_(std::move(base)) {}
-
-  // Runs inside each drop, once the window has dealt with it.
-  std::function<void()> AfterDrop;
-
- protected:
-  void Event_DropObject(toolkit::DragItem& obj, int action) override {
-    Window1::Event_DropObject(obj, action);
-    if (AfterDrop) AfterDrop();
-  }
-
-  Ref<FolderItem> GetFolderItem(const toolkit::String& p, int pathType) const override {
-    (void)pathType;
-    return Ref<FolderItem>::New(base_ / p.Bytes());
-  }
-
- private:
-  path base_;
-};
 
 // The program's window on the Qt desktop, started as the program starts it, with one
 // receipt in its start-up folder.
