@@ -84,6 +84,10 @@ auto Guard(F&& f) -> decltype(f()) {
   return decltype(f())();
 }
 
+// Gives `widget` the font of `design` ("System" is the desktop's family, 0 its size, other
+// sizes are points) and its Enabled.
+void ApplyControlDesign(QWidget& widget, const toolkit::ControlDesign& design);
+
 // A label whose QLabel is placed in a window by WindowHost. Until then, and after its widget
 // has gone, it keeps its state like a headless one.
 class QtLabel final : public toolkit::Label {

@@ -30,10 +30,6 @@ class HeadlessEventLoop final : public EventLoop {
   // the order of their due times (of their scheduling at equal times). Returns how many ran.
   std::size_t AdvanceClock(std::int64_t ms);
 
-  std::int64_t Now() const { return now_; }
-  std::size_t PendingTasks() const { return tasks_.size(); }
-  // Timers whose tick has not yet answered false.
-  std::size_t ScheduledTimers() const { return timers_.size(); }
   bool QuitRequested() const { return quitRequested_; }
 
  private:

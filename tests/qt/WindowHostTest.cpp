@@ -35,7 +35,6 @@ class WindowHostTest : public ::testing::Test {
     temp.Write("exe/Supplemental Data/_MASReceipt/Sample.receipt", window_test::Receipt());
     window = toolkit::Window::Make<TestWindow>(temp.path() / "exe");
     host = std::make_unique<qt::WindowHost>(window);
-    host->show();
     window->RaiseOpen();
     app->RaiseOpen();
     host->SyncMenus();
@@ -198,7 +197,7 @@ TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenAndInViewAtTheEndOfALongList) {
 TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {
   view().setCurrentIndex(host->ItemModel()->index(0, 0));
   QApplication::clipboard()->clear();
-  host->Action("EditCopy")->trigger();
+  host->findChild<QAction*>("EditCopy")->trigger();
   EXPECT_EQ(QApplication::clipboard()->text(),
             QString::fromStdString(list().Cell(0, 0).Bytes() + "\t" + list().Cell(0, 1).Bytes() +
                                    "\t" + list().Cell(0, 2).Bytes()));
@@ -271,7 +270,6 @@ TEST(WindowScreenshot, GrabsTheWindowWithTheSampleReceiptsAndOneRowOpen) {
   const Ref<App> app = StartApplication();
   const auto window = toolkit::Window::Make<TestWindow>(QM_SOURCE_DIR);
   qt::WindowHost host(window);
-  host.show();
   window->RaiseOpen();
   app->RaiseOpen();
   ASSERT_GT(window->lb()->ListCount(), 1);
