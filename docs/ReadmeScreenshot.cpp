@@ -31,7 +31,6 @@ void Grab(const char* picture) {
   const auto app = StartApplication();
   const auto window = toolkit::Window::Make<SourceTreeWindow>();
   qt::WindowHost host(window);
-  host.show();
   window->RaiseOpen();
   app->RaiseOpen();
   const auto rows = window->lb()->ListCount();
