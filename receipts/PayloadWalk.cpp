@@ -120,47 +120,69 @@ String EntryKey(const char (&prefix)[N], const String& numberText) {
   return String(std::string_view(buffer, kPrefix + length));
 }
 
+// What a record's value object decodes to. Texts stay where they lie in the payload until
+// their SET's map is filled.
+struct Decoded {
+  enum class Kind : std::uint8_t { None, Raw, Integer, Text };
+  Kind kind = Kind::None;
+  std::int64_t integer = 0;  // for Integer
+  Cursor text{nullptr, 0};   // for Text, with its encoding
+  toolkit::TextEncoding encoding = toolkit::Encodings::UTF8;
+};
+
 // What the records of one SET leave in its map, gathered by attribute number. A later record of
 // a number replaces the entries that it writes and leaves the others as an earlier one left
 // them: so for each number only its last raw block counts, and its last decoded value with
 // what that record stored beside it under the number's Keys member. Those are kept here as the
-// records come, and the map is filled once when the SET ends: it never holds, hashes or
-// replaces what a later record would have replaced, and the keys' texts are made once for each
-// number.
+// records come, as places in the payload, and the map is filled once when the SET ends: the
+// bytes that a later record would have replaced are never copied, and the keys' texts are made
+// once for each number.
 class SetEntries {
  public:
-  // What one record leaves: its raw block, and its decoded value, which is either that block
-  // (`decodedIsRaw`) or `decoded`, nil when the record has none.
-  void Take(std::int64_t number, Ref<MemoryBlock>&& raw, Variant&& decoded, bool decodedIsRaw) {
+  // What one record leaves: the contents of its OCTET STRING, and what they decode to.
+  void Take(std::int64_t number, const Cursor& octets, const Decoded& decoded) {
     Attribute& a = Find(number);
-    a.raw = std::move(raw);
-    if (!decodedIsRaw && decoded.IsNull()) return;
-    a.hasDecoded = true;
-    a.decodedIsRaw = decodedIsRaw;
-    a.decoded = std::move(decoded);
-    a.rawOfDecoded = decodedIsRaw || KeepsRaw(a.key) ? a.raw : nullptr;
+    a.raw = octets;
+    if (decoded.kind == Decoded::Kind::None) return;
+    a.decoded = decoded;
+    a.rawOfDecoded = octets;
   }
 
   // Stores the entries of every number taken in `map`.
-  void Fill(Dictionary& map) {
+  void Fill(Dictionary& map) const {
+    using Kind = Decoded::Kind;
     std::int64_t count = 0;
     for (const Attribute& a : attributes_) {
       count += 1 + (a.number == 2 ? 1 : 0);
-      if (a.hasDecoded) count += a.key != Keys::None ? 2 : 1;
+      if (a.decoded.kind != Kind::None) count += a.key != Keys::None ? 2 : 1;
     }
     map.Reserve(count);
-    for (Attribute& a : attributes_) {
-      Variant raw = a.raw;
+    for (const Attribute& a : attributes_) {
+      const Ref<MemoryBlock> raw = Copy(a.raw);
       if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
       const String numberText = NumberText(a.number);
-      if (a.hasDecoded) {
-        Variant decoded = a.decodedIsRaw ? Variant(a.rawOfDecoded) : std::move(a.decoded);
+      if (a.decoded.kind != Kind::None) {
+        // The block of the record whose value is kept: the one object that is "raw N" when
+        // that record is also the last.
+        Ref<MemoryBlock> rawOfDecoded;
+        if (a.decoded.kind == Kind::Raw || KeepsRaw(a.key))
+          rawOfDecoded = a.rawOfDecoded.Data() == a.raw.Data() ? raw : Copy(a.rawOfDecoded);
+        Variant decoded;
+        if (a.decoded.kind == Kind::Raw) {
+          decoded = rawOfDecoded;
+        } else if (a.decoded.kind == Kind::Integer) {
+          decoded = a.decoded.integer;
+        } else {
+          const Cursor& text = a.decoded.text;
+          decoded = String(std::string(reinterpret_cast<const char*>(text.Data()), text.Size()),
+                           a.decoded.encoding);
+        }
         if (a.key != Keys::None)
           map.Value(static_cast<std::int64_t>(a.key),
-                    KeepsRaw(a.key) ? Variant(a.rawOfDecoded) : decoded);
+                    KeepsRaw(a.key) ? Variant(rawOfDecoded) : decoded);
         map.Value(EntryKey("attr ", numberText), std::move(decoded));
       }
-      map.Value(EntryKey("raw ", numberText), std::move(raw));
+      map.Value(EntryKey("raw ", numberText), Variant(raw));
     }
   }
 
@@ -168,14 +190,16 @@ class SetEntries {
   // Opaque and Hash hold the raw block of the record whose decoded value is kept.
   static bool KeepsRaw(Keys key) { return key == Keys::Opaque || key == Keys::Hash; }
 
+  static Ref<MemoryBlock> Copy(const Cursor& bytes) {
+    return MemoryBlock::NewCopy(bytes.Data(), bytes.Size());
+  }
+
   struct Attribute {
     std::int64_t number;
     Keys key;
-    Ref<MemoryBlock> raw;           // of the last record
-    bool hasDecoded = false;        // some record had a decoded value; the last of them:
-    bool decodedIsRaw = false;      // its value is its raw block, rawOfDecoded
-    Variant decoded;                // its value, when that isn't its raw block
-    Ref<MemoryBlock> rawOfDecoded;  // its raw block, when that is the value or the key keeps it
+    Cursor raw;           // the OCTET STRING contents of the last record
+    Decoded decoded;      // the last decoded value, None when no record had one
+    Cursor rawOfDecoded;  // the OCTET STRING contents of the record that gave it
   };
 
   // The attribute of `number`, a new one when the number is new.
@@ -188,7 +212,7 @@ class SetEntries {
         indexes_.FindOrAdd(number, static_cast<std::int64_t>(attributes_.size()));
     if (!added) return attributes_[static_cast<std::size_t>(index.Int64Value())];
     attributes_.push_back(
-        Attribute{number, keyForAttrType(number), nullptr, false, false, {}, nullptr});
+        Attribute{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)});
     return attributes_.back();
   }
 
@@ -200,30 +224,28 @@ class SetEntries {
 // byte and runs to the end of the record.
 void TakeAttribute(SetEntries& entries, std::int64_t number, const Cursor& octets,
                    Cursor toRecordEnd, Asn1GetObject read) {
-  auto raw = MemoryBlock::NewCopy(octets.Data(), octets.Size());
-
   // The bound of the value object is the end of the record, not of the OCTET STRING; the
   // fallback test below catches an object that runs past the OCTET STRING.
   Header h;
   const Cursor value = toRecordEnd.ReadObject(read, h);
 
-  Variant decoded;
-  bool decodedIsRaw = false;
+  Decoded decoded;
   if (h.result != 0 || h.length < 1 || h.headerSize + h.length > octets.Size()) {
     // Constructed (a nested SET), indefinite, empty, broken or overrunning: the bytes as they
-    // are. Only the OCTET STRING's own bytes were copied, so this never reads further.
-    decodedIsRaw = true;
+    // are. Only the OCTET STRING's own bytes are copied, so this never reads further.
+    decoded.kind = Decoded::Kind::Raw;
   } else if (h.tag == kTagInteger || h.tag == kTagNegInteger) {
     if (value.Size() <= 8) {
-      decoded = intVal(value.Data(), h.tag, static_cast<std::int64_t>(value.Size()));
+      decoded.kind = Decoded::Kind::Integer;
+      decoded.integer = intVal(value.Data(), h.tag, static_cast<std::int64_t>(value.Size()));
     }
   } else if (h.tag == kTagUtf8String || h.tag == kTagIa5String) {
-    const auto encoding =
+    decoded.kind = Decoded::Kind::Text;
+    decoded.text = value;
+    decoded.encoding =
         h.tag == kTagUtf8String ? toolkit::Encodings::UTF8 : toolkit::Encodings::ASCII;
-    decoded =
-        String(std::string(reinterpret_cast<const char*>(value.Data()), value.Size()), encoding);
   }
-  entries.Take(number, std::move(raw), std::move(decoded), decodedIsRaw);
+  entries.Take(number, octets, decoded);
 }
 
 // One record: its number, its version, its value, and anything behind them.
