@@ -6,7 +6,6 @@
 
 #include "platform/toolkit/Dictionary.h"
 #include "platform/toolkit/FolderItem.h"
-#include "receipts/LibCrypto.h"
 
 // Reading App Store receipts: a DER PKCS#7 signed-data file whose content is a SET of
 // attribute records SEQUENCE { INTEGER number, INTEGER version, OCTET STRING value }.
@@ -21,6 +20,10 @@ using toolkit::Dictionary;
 using toolkit::FolderItem;
 using toolkit::Ref;
 using toolkit::String;
+
+// The binding of libcrypto (receipts/LibCrypto.h, which brings OpenSSL's headers). The forms
+// below without one use LibCrypto::System().
+class LibCrypto;
 
 enum class Keys : std::int64_t {
   None = 0,
@@ -54,8 +57,9 @@ std::int64_t intVal(const std::uint8_t* data, std::int64_t tag, std::int64_t siz
 // object other than a SET at the top level, or a RuntimeException inside, such as
 // FunctionNotFoundException for an unbound ASN1_get_object. Reads no byte outside the
 // payload; the result holds copies and never points into it. The caller owns the result.
+std::optional<std::vector<Ref<Dictionary>>> parse(const std::uint8_t* data, std::int64_t size);
 std::optional<std::vector<Ref<Dictionary>>> parse(const std::uint8_t* data, std::int64_t size,
-                                                  const LibCrypto& lib = LibCrypto::System());
+                                                  const LibCrypto& lib);
 
 // The attributes of a receipt file, or nil when the file gives none: nil or missing file,
 // a file that can't be opened, isn't PKCS#7 signed data around data, has an empty payload,
@@ -64,7 +68,7 @@ std::optional<std::vector<Ref<Dictionary>>> parse(const std::uint8_t* data, std:
 // resolved) and FunctionNotFoundException when another library function can't be resolved. The
 // stream is closed and the container freed before anything is returned or raised; the caller owns
 // the result.
-Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file,
-                            const LibCrypto& lib = LibCrypto::System());
+Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file);
+Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file, const LibCrypto& lib);
 
 }  // namespace CertTools

@@ -56,6 +56,16 @@ void Dictionary::Reserve(std::int64_t count) {
 }
 
 template <class Key, class Item>
+std::size_t Dictionary::Add(Key&& key, Item&& value, std::uint64_t hash) {
+  // The slots may be made anew, but the entries move only once the new one is made: `key` and
+  // `value` may be keys or values of this map.
+  if ((entries_.size() + 1) * 2 > slots_.size()) Rehash(slots_.empty() ? 16 : slots_.size() * 2);
+  entries_.emplace_back(std::forward<Key>(key), std::forward<Item>(value), hash);
+  Place(entries_.size() - 1);
+  return entries_.size() - 1;
+}
+
+template <class Key, class Item>
 void Dictionary::Store(Key&& key, Item&& value) {
   const std::uint64_t hash = Mix(key.Hash());
   const std::size_t slot = FindSlot(key, hash);
@@ -63,11 +73,14 @@ void Dictionary::Store(Key&& key, Item&& value) {
     entries_[slots_[slot].entry - 1].value = std::forward<Item>(value);
     return;
   }
-  // A new key. The slots may be made anew, but the entries move only once the new one is made:
-  // `key` and `value` may be keys or values of this map.
-  if ((entries_.size() + 1) * 2 > slots_.size()) Rehash(slots_.empty() ? 16 : slots_.size() * 2);
-  entries_.emplace_back(std::forward<Key>(key), std::forward<Item>(value), hash);
-  Place(entries_.size() - 1);
+  Add(std::forward<Key>(key), std::forward<Item>(value), hash);
+}
+
+std::pair<Variant&, bool> Dictionary::FindOrAdd(const Variant& key, Variant value) {
+  const std::uint64_t hash = Mix(key.Hash());
+  const std::size_t slot = FindSlot(key, hash);
+  if (slot != kNone) return {entries_[slots_[slot].entry - 1].value, false};
+  return {entries_[Add(key, std::move(value), hash)].value, true};
 }
 
 void Dictionary::Value(const Variant& key, const Variant& value) {

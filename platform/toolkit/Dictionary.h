@@ -30,6 +30,10 @@ class Dictionary : public Object {
   void Value(Variant&& key, Variant&& value);
   // The value of `key`, or `defaultValue` when the key isn't there.
   Variant Lookup(const Variant& key, const Variant& defaultValue) const;
+  // The value of `key`, with `value` stored under it first when the key isn't there; the bool
+  // tells whether it was. One lookup either way. The reference stays valid until the map next
+  // changes.
+  std::pair<Variant&, bool> FindOrAdd(const Variant& key, Variant value);
   void Remove(const Variant& key);  // KeyNotFoundException when the key isn't there
   void Clear();
   // Makes room for `count` entries in all, so that storing new keys up to that count allocates
@@ -63,6 +67,9 @@ class Dictionary : public Object {
   void Rehash(std::size_t size);
   // Points the first free slot from the entry's home at entry `index`.
   void Place(std::size_t index);
+  // Makes a new entry of a key that isn't there, whose Mix is `hash`; its index.
+  template <class Key, class Item>
+  std::size_t Add(Key&& key, Item&& value, std::uint64_t hash);
   template <class Key, class Item>
   void Store(Key&& key, Item&& value);
 

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -157,12 +159,44 @@ Ref<FolderItem> FolderItem::Item(std::int64_t index) const {
   return item;
 }
 
+namespace {
+
+// A descriptor as the stream functions of a FILE (fopencookie). Such a FILE costs no system call
+// of its own, where fdopen asks for the descriptor's flags; its reads and writes are those of the
+// descriptor, without the lookup of a block size that stdio makes before its first read.
+int DescriptorOf(void* cookie) {
+  return static_cast<int>(reinterpret_cast<std::intptr_t>(cookie));
+}
+ssize_t ReadDescriptor(void* cookie, char* buffer, std::size_t size) {
+  return ::read(DescriptorOf(cookie), buffer, size);
+}
+ssize_t WriteDescriptor(void* cookie, const char* buffer, std::size_t size) {
+  const ssize_t written = ::write(DescriptorOf(cookie), buffer, size);
+  return written < 0 ? 0 : written;  // stdio takes 0, never a negative count, for an error
+}
+int SeekDescriptor(void* cookie, off64_t* offset, int whence) {
+  const off64_t at = ::lseek64(DescriptorOf(cookie), *offset, whence);
+  if (at < 0) return -1;
+  *offset = at;
+  return 0;
+}
+int CloseDescriptor(void* cookie) {
+  return ::close(DescriptorOf(cookie));
+}
+
+// A file's stream buffer holds the whole file up to this size, so that reading a receipt is one
+// read; a file smaller than stdio's own buffer gets that.
+constexpr std::size_t kLargestBuffer = std::size_t{1} << 20;
+
+}  // namespace
+
 Ref<BinaryStream> BinaryStream::Open(const Ref<FolderItem>& file, bool readWrite) {
   const fs::path& path = file->Path();  // nil raises NilObjectException
   // Only a regular file is read: a FIFO would block the open until a writer comes and a
   // device such as /dev/zero never ends. The open doesn't wait (O_NONBLOCK), and what it
   // opened is judged by its descriptor, so nothing can take the item's place between the
-  // look and the open.
+  // look and the open. O_NONBLOCK stays on: reads and writes of a regular file don't wait for
+  // it anyway, and one that would (a kernel file of /proc) fails rather than hangs.
   const int fd =
       ::open(path.c_str(), (readWrite ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
   if (fd < 0) {
@@ -177,12 +211,16 @@ Ref<BinaryStream> BinaryStream::Open(const Ref<FolderItem>& file, bool readWrite
   if (::fstat(fd, &st) != 0) refuse(std::strerror(errno), errno);
   if (S_ISDIR(st.st_mode)) refuse("is a folder", EISDIR);
   if (!S_ISREG(st.st_mode)) refuse("is not a regular file", ENXIO);
-  const int flags = ::fcntl(fd, F_GETFL);
-  if (flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0)
-    refuse(std::strerror(errno), errno);
-  std::FILE* f = ::fdopen(fd, readWrite ? "r+b" : "rb");
+  const cookie_io_functions_t functions{ReadDescriptor, WriteDescriptor, SeekDescriptor,
+                                        CloseDescriptor};
+  std::FILE* f = ::fopencookie(reinterpret_cast<void*>(static_cast<std::intptr_t>(fd)),
+                               readWrite ? "r+" : "r", functions);
   if (f == nullptr) refuse(std::strerror(errno), errno);
-  return Ref<BinaryStream>::New(f);
+  const std::size_t size =
+      std::clamp(static_cast<std::size_t>(st.st_size), std::size_t{BUFSIZ}, kLargestBuffer);
+  auto buffer = std::make_unique_for_overwrite<char[]>(size);
+  std::setvbuf(f, buffer.get(), _IOFBF, size);
+  return Ref<BinaryStream>::New(f, std::move(buffer));
 }
 
 std::uintptr_t BinaryStream::Handle(int type) const {
@@ -194,6 +232,7 @@ void BinaryStream::Close() {
   if (file_ == nullptr) return;
   std::fclose(file_);
   file_ = nullptr;
+  buffer_.reset();
   --openStreams_;
 }
 

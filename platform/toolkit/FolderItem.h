@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -87,13 +88,17 @@ class BinaryStream : public Object {
   // folder, FIFO, socket or device, or a link to one) or can't be opened. Never waits.
   static Ref<BinaryStream> Open(const Ref<FolderItem>& file, bool readWrite = false);
 
-  explicit BinaryStream(std::FILE* file) : file_(file) {
+  // `buffer`, when given, is the buffer that `file` was set to use; it goes when the file is
+  // closed.
+  explicit BinaryStream(std::FILE* file, std::unique_ptr<char[]> buffer = nullptr)
+      : file_(file), buffer_(std::move(buffer)) {
     if (file_ != nullptr) ++openStreams_;  // Close only counts down a stream that was open
   }
   ~BinaryStream() override { Close(); }
 
   // The stream's handle of the given type: for type 2 the C FILE* of the open file as an
-  // integer. 0 for any other type or once the stream is closed.
+  // integer. 0 for any other type or once the stream is closed. A FILE of Open reads and writes
+  // through a descriptor that it keeps to itself: fileno() gives -1 for it.
   std::uintptr_t Handle(int type) const;
   void Close();
   bool IsOpen() const { return file_ != nullptr; }
@@ -104,6 +109,7 @@ class BinaryStream : public Object {
 
  private:
   std::FILE* file_;
+  std::unique_ptr<char[]> buffer_;
   static inline std::int64_t openStreams_ = 0;
 };
 

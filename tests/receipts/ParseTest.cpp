@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "receipts/CertTools.h"
+#include "receipts/LibCrypto.h"
 #include "tests/receipts/TestSupport.h"
 
 namespace {

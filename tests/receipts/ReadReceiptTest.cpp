@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "receipts/CertTools.h"
+#include "receipts/LibCrypto.h"
 #include "tests/receipts/TestSupport.h"
 #include "tests/support/Scratch.h"
 

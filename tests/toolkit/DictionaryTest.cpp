@@ -57,6 +57,24 @@ TEST(DictionaryTest, RemoveKeysValues) {
               std::count(values.begin(), values.end(), "c"));
 }
 
+TEST(DictionaryTest, FindOrAddStoresOnlyWhatIsMissing) {
+  Dictionary d;
+  auto [seven, added] = d.FindOrAdd(std::int64_t{7}, "seven");
+  EXPECT_TRUE(added);
+  seven = "SEVEN";  // the answer is the stored value itself
+  const auto [again, addedAgain] = d.FindOrAdd(7.0, "other");  // the same key in another kind
+  EXPECT_FALSE(addedAgain);
+  EXPECT_EQ(again.StringValue().Bytes(), "SEVEN");
+  EXPECT_EQ(d.Count(), 1);
+  // Through several growths of the table each key is added once and then found.
+  const auto textOf = [](std::int64_t i) { return String("k") + Str(i); };
+  for (std::int64_t i = 0; i < 100; ++i)
+    ASSERT_TRUE(d.FindOrAdd(textOf(i), i).second) << i;
+  for (std::int64_t i = 0; i < 100; ++i)
+    ASSERT_EQ(d.FindOrAdd(textOf(i), -1).first.Int64Value(), i) << i;
+  EXPECT_EQ(d.Count(), 101);
+}
+
 TEST(DictionaryTest, EveryOtherKeyStaysFoundThroughRemovalsAndGrowth) {
   // Enough keys of both kinds for the map to grow several times and for removals to meet keys
   // that share their first slot with others.

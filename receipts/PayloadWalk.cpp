@@ -1,0 +1,300 @@
+#include "receipts/PayloadWalk.h"
+
+#include <openssl/asn1.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "platform/toolkit/MemoryBlock.h"
+#include "receipts/CertTools.h"
+
+namespace CertTools {
+
+using toolkit::Dictionary;
+using toolkit::MemoryBlock;
+using toolkit::Ref;
+using toolkit::String;
+using toolkit::Variant;
+
+namespace {
+
+// Tag numbers as ASN1_get_object reports them.
+constexpr int kTagInteger = V_ASN1_INTEGER;
+constexpr int kTagNegInteger = V_ASN1_NEG_INTEGER;  // 258: OpenSSL's own tag, never on the wire
+constexpr int kTagOctetString = V_ASN1_OCTET_STRING;
+constexpr int kTagUtf8String = V_ASN1_UTF8STRING;
+constexpr int kTagIa5String = V_ASN1_IA5STRING;
+constexpr int kTagSequence = V_ASN1_SEQUENCE;
+constexpr int kTagSet = V_ASN1_SET;
+// Stands for "no header could be read here"; no DER object has it.
+constexpr int kNoTag = -1;
+// The bit of ASN1_get_object's result that flags an error.
+constexpr int kHeaderError = 0x80;
+
+using Asn1GetObject = LibCrypto::ASN1_get_object::Type;
+
+// What a header gave: the tag, the length of the contents (cut to what remains), the bytes of
+// identifier and length, and ASN1_get_object's result.
+struct Header {
+  int tag = kNoTag;
+  std::size_t length = 0;
+  std::size_t headerSize = 0;
+  int result = kHeaderError;
+};
+
+// A part of the payload: where it starts and how many bytes remain. Every read is bounded by
+// the cursor it is made on, and every nested object is handed out as a cursor of its own,
+// bounded by its parent, so no position ever lies outside the bytes the walk was given.
+class Cursor {
+ public:
+  Cursor(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
+
+  const std::uint8_t* Data() const { return data_; }
+  std::size_t Size() const { return size_; }
+  bool Empty() const { return size_ == 0; }
+
+  // Reads the header at the front and moves to the object's contents, which stay in this
+  // cursor with whatever follows them. A length that runs past the end is cut to it. When no
+  // header can be read (nothing left, or a broken identifier or length), the tag is kNoTag, the
+  // length 0, and the cursor moves to its end: what remains can't be walked, and skipping it is
+  // what lets every loop of the walk end.
+  Header ReadHeader(Asn1GetObject read) {
+    Header h;
+    if (Empty()) return h;
+    const std::uint8_t* contents = data_;
+    long length = 0;
+    int tag = kNoTag;
+    int cls = 0;
+    h.result = read(&contents, &length, &tag, &cls, static_cast<long>(size_));
+    if ((h.result & kHeaderError) != 0 && contents == data_) {
+      Take(size_);
+      return h;
+    }
+    h.headerSize = Take(static_cast<std::size_t>(contents - data_)).Size();
+    h.tag = tag;
+    h.length = length < 0 ? 0 : std::min(static_cast<std::size_t>(length), size_);
+    return h;
+  }
+
+  // Hands out the first `n` bytes, or all that remain when fewer do, as a cursor of their own,
+  // and moves behind them.
+  Cursor Take(std::size_t n) {
+    n = std::min(n, size_);
+    const Cursor front(data_, n);
+    data_ += n;
+    size_ -= n;
+    return front;
+  }
+
+  // Reads the object at the front: its header, and its contents as a cursor bounded by it. This
+  // cursor moves behind the object.
+  Cursor ReadObject(Asn1GetObject read, Header& header) {
+    header = ReadHeader(read);
+    return Take(header.length);
+  }
+
+  void SkipObject(Asn1GetObject read) { Take(ReadHeader(read).length); }
+
+ private:
+  const std::uint8_t* data_;
+  std::size_t size_;
+};
+
+// The text of an attribute's number in its keys: decimal, "-" before a negative number, no
+// padding.
+String NumberText(std::int64_t number) {
+  return toolkit::Str(number, "-#");
+}
+
+// A key of an attribute's entries, "attr " or "raw " followed by the number text, formed in
+// one piece.
+template <std::size_t N>
+String EntryKey(const char (&prefix)[N], const String& numberText) {
+  constexpr std::size_t kPrefix = N - 1;
+  char buffer[kPrefix + 20];  // 20: the longest number text, that of INT64_MIN
+  const std::size_t length = std::min(numberText.LenB(), sizeof buffer - kPrefix);
+  std::memcpy(buffer, prefix, kPrefix);
+  std::memcpy(buffer + kPrefix, numberText.View().data(), length);
+  return String(std::string_view(buffer, kPrefix + length));
+}
+
+// What a record's value object decodes to. Texts stay where they lie in the payload until
+// their SET's map is filled.
+struct Decoded {
+  enum class Kind : std::uint8_t { None, Raw, Integer, Text };
+  Kind kind = Kind::None;
+  std::int64_t integer = 0;  // for Integer
+  Cursor text{nullptr, 0};   // for Text, with its encoding
+  toolkit::TextEncoding encoding = toolkit::Encodings::UTF8;
+};
+
+// What the records of one SET leave in its map, gathered by attribute number. A later record of
+// a number replaces the entries that it writes and leaves the others as an earlier one left
+// them: so for each number only its last raw block counts, and its last decoded value with
+// what that record stored beside it under the number's Keys member. Those are kept here as the
+// records come, as places in the payload, and the map is filled once when the SET ends: the
+// bytes that a later record would have replaced are never copied, and the keys' texts are made
+// once for each number.
+class SetEntries {
+ public:
+  // What one record leaves: the contents of its OCTET STRING, and what they decode to.
+  void Take(std::int64_t number, const Cursor& octets, const Decoded& decoded) {
+    Attribute& a = Find(number);
+    a.raw = octets;
+    if (decoded.kind == Decoded::Kind::None) return;
+    a.decoded = decoded;
+    a.rawOfDecoded = octets;
+  }
+
+  // Stores the entries of every number taken in `map`.
+  void Fill(Dictionary& map) const {
+    using Kind = Decoded::Kind;
+    std::int64_t count = 0;
+    for (const Attribute& a : attributes_) {
+      count += 1 + (a.number == 2 ? 1 : 0);
+      if (a.decoded.kind != Kind::None) count += a.key != Keys::None ? 2 : 1;
+    }
+    map.Reserve(count);
+    for (const Attribute& a : attributes_) {
+      const Ref<MemoryBlock> raw = Copy(a.raw);
+      if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
+      const String numberText = NumberText(a.number);
+      if (a.decoded.kind != Kind::None) {
+        // The block of the record whose value is kept: the one object that is "raw N" when
+        // that record is also the last.
+        Ref<MemoryBlock> rawOfDecoded;
+        if (a.decoded.kind == Kind::Raw || KeepsRaw(a.key))
+          rawOfDecoded = a.rawOfDecoded.Data() == a.raw.Data() ? raw : Copy(a.rawOfDecoded);
+        Variant decoded;
+        if (a.decoded.kind == Kind::Raw) {
+          decoded = rawOfDecoded;
+        } else if (a.decoded.kind == Kind::Integer) {
+          decoded = a.decoded.integer;
+        } else {
+          const Cursor& text = a.decoded.text;
+          decoded = String(std::string(reinterpret_cast<const char*>(text.Data()), text.Size()),
+                           a.decoded.encoding);
+        }
+        if (a.key != Keys::None)
+          map.Value(static_cast<std::int64_t>(a.key),
+                    KeepsRaw(a.key) ? Variant(rawOfDecoded) : decoded);
+        map.Value(EntryKey("attr ", numberText), std::move(decoded));
+      }
+      map.Value(EntryKey("raw ", numberText), Variant(raw));
+    }
+  }
+
+ private:
+  // Opaque and Hash hold the raw block of the record whose decoded value is kept.
+  static bool KeepsRaw(Keys key) { return key == Keys::Opaque || key == Keys::Hash; }
+
+  static Ref<MemoryBlock> Copy(const Cursor& bytes) {
+    return MemoryBlock::NewCopy(bytes.Data(), bytes.Size());
+  }
+
+  struct Attribute {
+    std::int64_t number;
+    Keys key;
+    Cursor raw;           // the OCTET STRING contents of the last record
+    Decoded decoded;      // the last decoded value, None when no record had one
+    Cursor rawOfDecoded;  // the OCTET STRING contents of the record that gave it
+  };
+
+  // The attribute of `number`, a new one when the number is new.
+  Attribute& Find(std::int64_t number) {
+    if (attributes_.empty()) {  // a receipt has about a dozen numbers
+      attributes_.reserve(16);
+      indexes_.Reserve(16);
+    }
+    const auto [index, added] =
+        indexes_.FindOrAdd(number, static_cast<std::int64_t>(attributes_.size()));
+    if (!added) return attributes_[static_cast<std::size_t>(index.Int64Value())];
+    attributes_.push_back(
+        Attribute{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)});
+    return attributes_.back();
+  }
+
+  std::vector<Attribute> attributes_;  // in the order of their numbers' first records
+  Dictionary indexes_;                 // attribute number -> its index in attributes_
+};
+
+// `octets` are the contents of the attribute's OCTET STRING; `toRecordEnd` starts at the same
+// byte and runs to the end of the record.
+void TakeAttribute(SetEntries& entries, std::int64_t number, const Cursor& octets,
+                   Cursor toRecordEnd, Asn1GetObject read) {
+  // The bound of the value object is the end of the record, not of the OCTET STRING; the
+  // fallback test below catches an object that runs past the OCTET STRING.
+  Header h;
+  const Cursor value = toRecordEnd.ReadObject(read, h);
+
+  Decoded decoded;
+  if (h.result != 0 || h.length < 1 || h.headerSize + h.length > octets.Size()) {
+    // Constructed (a nested SET), indefinite, empty, broken or overrunning: the bytes as they
+    // are. Only the OCTET STRING's own bytes are copied, so this never reads further.
+    decoded.kind = Decoded::Kind::Raw;
+  } else if (h.tag == kTagInteger || h.tag == kTagNegInteger) {
+    if (value.Size() <= 8) {
+      decoded.kind = Decoded::Kind::Integer;
+      decoded.integer = intVal(value.Data(), h.tag, static_cast<std::int64_t>(value.Size()));
+    }
+  } else if (h.tag == kTagUtf8String || h.tag == kTagIa5String) {
+    decoded.kind = Decoded::Kind::Text;
+    decoded.text = value;
+    decoded.encoding =
+        h.tag == kTagUtf8String ? toolkit::Encodings::UTF8 : toolkit::Encodings::ASCII;
+  }
+  entries.Take(number, octets, decoded);
+}
+
+// One record: its number, its version, its value, and anything behind them.
+void TakeRecord(SetEntries& entries, Cursor fields, Asn1GetObject read) {
+  Header h;
+  const Cursor numberBytes = fields.ReadObject(read, h);
+  const std::int64_t number =
+      intVal(numberBytes.Data(), h.tag, static_cast<std::int64_t>(numberBytes.Size()));
+
+  fields.SkipObject(read);  // the attribute's version, not kept
+
+  const Header value = fields.ReadHeader(read);
+  const Cursor toRecordEnd = fields;
+  const Cursor octets = fields.Take(value.length);
+  if (value.tag == kTagOctetString && number != 1 && number != 6) {
+    TakeAttribute(entries, number, octets, toRecordEnd, read);
+  }
+
+  while (!fields.Empty())  // anything behind the three fields
+    fields.SkipObject(read);
+}
+
+}  // namespace
+
+std::optional<std::vector<Ref<Dictionary>>> WalkPayload(const std::uint8_t* data, std::size_t size,
+                                                        Asn1GetObject read) {
+  std::vector<Ref<Dictionary>> result;
+  Cursor payload(data, size);
+  while (!payload.Empty()) {
+    Header set;
+    Cursor records = payload.ReadObject(read, set);
+    if (set.tag != kTagSet) return std::nullopt;
+
+    SetEntries entries;
+    while (!records.Empty()) {
+      const Header record = records.ReadHeader(read);
+      if (record.tag != kTagSequence) break;
+      TakeRecord(entries, records.Take(record.length), read);
+    }
+    // Only after a non-record left the loop, which stands behind that object's header: its
+    // contents are walked as objects.
+    while (!records.Empty())
+      records.SkipObject(read);
+
+    auto map = Ref<Dictionary>::New();
+    entries.Fill(*map);
+    if (map->Count() > 0) result.push_back(map);
+  }
+  return result;
+}
+
+}  // namespace CertTools
