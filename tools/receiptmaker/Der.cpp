@@ -1,5 +1,10 @@
 // The DER building blocks and the payloads made of them.
 
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 
@@ -126,6 +131,73 @@ Bytes Payload(const std::vector<Attribute>& attributes) {
     Append(records, Record(attribute.number, attribute.version, attribute.value));
   }
   return Set(records);
+}
+
+std::vector<Attribute> Purchases(size_t n) {
+  using namespace std::chrono;
+  // Dates an hour apart from the first purchase on, as the store writes them.
+  const auto date = [](size_t hours) {
+    const sys_seconds time = sys_days(year(2024) / January / 1) + std::chrono::hours(hours);
+    const year_month_day ymd(floor<days>(time));
+    const hh_mm_ss clock(time - floor<days>(time));
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", int(ymd.year()),
+                  unsigned(ymd.month()), unsigned(ymd.day()), int(clock.hours().count()),
+                  int(clock.minutes().count()), int(clock.seconds().count()));
+    return Ia5Value(text);
+  };
+  std::vector<Attribute> purchases;
+  purchases.reserve(n);
+  for (size_t i = 0; i < n; ++i) {
+    const std::string id = std::to_string(1000000900000000 + i);
+    const std::string original = std::to_string(1000000900000000 + i - i % 4);
+    purchases.push_back(
+        {17, 1,
+         PurchaseValue({{1701, 1, IntValue(1 + int64_t(i % 3))},
+                        {1702, 1, Utf8Value("com.example.product." + std::to_string(i % 7))},
+                        {1703, 1, Utf8Value(id)},
+                        {1704, 1, date(i)},
+                        {1705, 1, Utf8Value(original)},
+                        {1706, 1, date(i - i % 4)},
+                        {1707, 1, IntValue(0)},
+                        {1708, 1, date(i + 24 * 30)},
+                        {1711, 1, IntValue(int64_t(230000000000000 + i))},
+                        {1712, 1, Ia5Value("")},
+                        {1713, 1, IntValue(int64_t(i % 2))},
+                        {1719, 1, IntValue(0)},
+                        {1721, 1, Utf8Value("")}})});
+  }
+  return purchases;
+}
+
+Bytes DeviceHash(const Bytes& deviceId, const Bytes& opaqueValue, const Bytes& bundleIdValue) {
+  const Bytes input = Concat(deviceId, opaqueValue, bundleIdValue);
+  Bytes hash(EVP_MAX_MD_SIZE);
+  unsigned int length = 0;
+  if (EVP_Digest(input.data(), input.size(), hash.data(), &length, EVP_sha1(), nullptr) != 1) {
+    throw std::runtime_error("ReceiptMaker::DeviceHash: SHA-1 failed");
+  }
+  hash.resize(length);
+  return hash;
+}
+
+void SetDeviceHash(std::vector<Attribute>& attributes, const Bytes& deviceId) {
+  const auto last = [&](int64_t number) {
+    const auto found = std::find_if(attributes.rbegin(), attributes.rend(),
+                                    [&](const Attribute& a) { return a.number == number; });
+    return found == attributes.rend() ? nullptr : &*found;
+  };
+  const Attribute* opaque = last(4);
+  const Attribute* bundleId = last(2);
+  if (opaque == nullptr || bundleId == nullptr) {
+    throw std::invalid_argument("ReceiptMaker::SetDeviceHash: needs attributes 4 and 2");
+  }
+  Bytes hash = DeviceHash(deviceId, opaque->value, bundleId->value);
+  if (Attribute* existing = last(5)) {
+    existing->value = std::move(hash);
+  } else {
+    attributes.push_back({5, 1, std::move(hash)});
+  }
 }
 
 Bytes TypicalPayload() {

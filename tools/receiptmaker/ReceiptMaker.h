@@ -31,10 +31,28 @@
 //                                      (with no digits: an empty payload)
 //   truncate N                         keep only the first N bytes of the finished file
 //   raw-file-hex AABB ..               the file is exactly these bytes, no PKCS#7 at all
+//   purchases N                        N in-app purchases of Purchases(N) (not inside iap)
+//   device-hash HEX                    attribute 5 of the first SET computed by SetDeviceHash
+//                                      for this device identifier
+//   chain test-root|other-root|impostor-root|storekit
+//                                      sign with a TestPki of this issuer instead of the
+//                                      maker's own certificate
+//   key rsa2048|ec-p256                the chain's key type (rsa2048 if absent)
+//   valid root|intermediate|leaf FROM TO
+//                                      a certificate's notBefore and notAfter, each
+//                                      YYYY-MM-DDTHH:MM:SSZ, now, now+Nd or now-Nd
+//   no-oid intermediate|leaf           leave out that certificate's Apple extension
+//   intermediate-not-ca                the intermediate is no CA
+//   certs [leaf|intermediate|root ..]  the certificates the file carries, in this order
+//   digest sha1|sha256                 the digest of the signature (sha256 if absent)
+//   tamper content|signature           a signature that does not hold (see Tamper)
+//   indefinite                         BER with indefinite lengths (see Options::indefinite)
 //
 // NUMBER and VERSION are decimal 64-bit integers. A description with no attr line makes one
-// empty SET. shape, payload-hex, truncate and raw-file-hex may each appear once;
-// payload-hex cannot be mixed with attr or set lines, and raw-file-hex only with truncate.
+// empty SET. Except attr, set, end, purchases, valid and no-oid (once for each certificate),
+// a directive may appear once; payload-hex cannot be mixed with attr, set, purchases or
+// device-hash, and raw-file-hex only with truncate. key, valid, no-oid and
+// intermediate-not-ca need a chain line; nothing about signing goes with shape outer-data.
 //
 // Example:
 //
@@ -48,6 +66,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -118,12 +137,111 @@ Bytes PurchaseValue(const std::vector<Attribute>& records);
 // One SET of the records in the given order.
 Bytes Payload(const std::vector<Attribute>& attributes);
 
+// n in-app purchases (attribute 17, version 1), each with every field the store writes:
+// quantity 1701, product id 1702, transaction id 1703, purchase date 1704, original transaction
+// id 1705, original purchase date 1706, 1707, expiry date 1708, web order line item 1711,
+// cancellation date 1712 (empty, as the store writes an absent date), 1713, 1719 and offer id
+// 1721. Ids and dates differ from one purchase to the next.
+std::vector<Attribute> Purchases(size_t n);
+
+// The device hash: SHA-1 of deviceId, then the contents of attribute 4 (the opaque value), then
+// the contents of attribute 2 (the bundle id's whole UTF8String, tag and length included).
+Bytes DeviceHash(const Bytes& deviceId, const Bytes& opaqueValue, const Bytes& bundleIdValue);
+// Gives attributes an attribute 5 of DeviceHash over deviceId and the last attributes 4 and 2
+// among them (the last occurrence of a number is the one readers keep): replaces the value of
+// the last attribute 5, or appends {5, 1, hash}. Throws std::invalid_argument if attribute 4
+// or 2 is missing.
+void SetDeviceHash(std::vector<Attribute>& attributes, const Bytes& deviceId);
+
 // A payload shaped like one the store issues: environment, bundle id, version, opaque value,
 // hash, creation date, three in-app purchases of four fields each, original version and
 // expiry date. The benchmarks and the fuzz seeds start from it.
 Bytes TypicalPayload();
 
+// ---- Certificates.
+
+// A test PKI shaped like the store's: a self-signed root CA, an intermediate CA that it issues
+// (with Apple's extension 1.2.840.113635.100.6.2.1, value NULL) and a signer that the
+// intermediate issues (with 1.2.840.113635.100.6.11.1, value NULL). Names, key usages and
+// basic constraints follow the store's certificates; certificates are signed with SHA-256.
+// Each key type has fixed keys, one for each certificate, so every TestPki of a key type
+// chains to the same root key: a file made in one process verifies against the root of a
+// TestPki made in another, and with RSA (deterministic signatures) a certificate made with
+// the same options is the same bytes every time.
+
+enum class KeyType { Rsa2048, EcP256 };
+enum class Cert { Leaf, Intermediate, Root };
+
+enum class Issuer {
+  // The chain ends at the test root, the one TrustedRoot gives.
+  TestRoot,
+  // The intermediate is issued by another root, with a name and key of its own.
+  OtherRoot,
+  // ... by a root with the test root's name but another key.
+  ImpostorRoot,
+  // No chain: the signer is a self-signed certificate whose subject and issuer are both
+  // CN=StoreKit, O=StoreKit, OU=StoreKit, C=US, like the one that signs Xcode's StoreKit test
+  // receipts. It takes the leaf's validity and is the only certificate there is.
+  StoreKit,
+};
+
+// Seconds since 1970-01-01T00:00:00Z. The default covers every date a test receipt is likely to
+// carry: 2000-01-01T00:00:00Z to 2049-12-31T23:59:59Z.
+struct Validity {
+  int64_t notBefore = 946684800;
+  int64_t notAfter = 2524607999;
+};
+
+// YYYY-MM-DDTHH:MM:SSZ, or now, now+Nd or now-Nd (N days from the clock's present time), in
+// seconds since 1970-01-01T00:00:00Z. Throws std::invalid_argument on anything else.
+int64_t UnixTime(std::string_view text);
+
+struct PkiOptions {
+  Issuer issuer = Issuer::TestRoot;
+  KeyType key = KeyType::Rsa2048;
+  Validity root = {};
+  Validity intermediate = {};
+  Validity leaf = {};
+  // Whether the intermediate and the signer carry their Apple extensions.
+  bool intermediateOid = true;
+  bool leafOid = true;
+  // false: the intermediate's basic constraints say CA:FALSE and its key usage is
+  // digitalSignature, so a chain through it does not verify.
+  bool intermediateIsCa = true;
+};
+
+class TestPki {
+ public:
+  // Throws std::runtime_error with OpenSSL's error text if OpenSSL fails.
+  explicit TestPki(const PkiOptions& options = {});
+
+  const PkiOptions& options() const;
+  // DER of the root a test is to trust: the test root of this key type with this root validity,
+  // whatever the issuer; for Issuer::StoreKit, the StoreKit certificate.
+  Bytes TrustedRoot() const;
+  // DER of a certificate of the chain that signs; Cert::Root is the other root or the impostor
+  // for those issuers. Issuer::StoreKit has a leaf only; the others throw std::invalid_argument.
+  Bytes Certificate(Cert which) const;
+
+  struct Parts;  // the OpenSSL objects, for the signing code
+  const Parts& parts() const { return *parts_; }
+
+ private:
+  std::shared_ptr<const Parts> parts_;
+};
+
 // ---- The container.
+
+enum class Digest { Sha1, Sha256 };
+
+enum class Tamper {
+  None,
+  // The signature is over the payload with a byte 00 appended, and the file carries the payload
+  // itself: as if the content were changed after signing.
+  Content,
+  // The last byte of the signature has its lowest bit flipped.
+  Signature,
+};
 
 struct Options {
   enum class Shape {
@@ -141,7 +259,21 @@ struct Options {
 
   Shape shape = Shape::Receipt;
   // Keep only this many bytes of the finished file.
-  std::optional<size_t> truncateTo;
+  std::optional<size_t> truncateTo = std::nullopt;
+  // Sign with this chain's signer, and with no signed attributes, as the store signs. Null: the
+  // maker's own self-signed EC P-256 certificate, with the signed attributes content type,
+  // signing time, message digest and S/MIME capabilities. Must outlive the call.
+  const TestPki* pki = nullptr;
+  // The certificates the file carries, in this order. Unset: leaf, intermediate and root as the
+  // store's files do (the leaf alone for Issuer::StoreKit and for the maker's own certificate,
+  // which has no other). Without pki, or for StoreKit, only Cert::Leaf may be named.
+  std::optional<std::vector<Cert>> certs = std::nullopt;
+  Digest digest = Digest::Sha256;
+  Tamper tamper = Tamper::None;
+  // BER as Xcode writes PKCS#7: the ContentInfo, its [0], the SignedData and the inner
+  // ContentInfo with its [0] (whichever the shape has) in the indefinite-length form,
+  // 0x30 0x80 ... 0x00 0x00; everything inside them stays DER.
+  bool indefinite = false;
 };
 using Shape = Options::Shape;
 
@@ -153,13 +285,17 @@ using Shape = Options::Shape;
 // Safe to call from several threads.
 Bytes Sign(const Bytes& payload, Shape shape = Shape::Receipt);
 
-// Sign(payload, options.shape), cut to options.truncateTo bytes if set. Throws like Sign,
-// and std::invalid_argument if truncateTo is not shorter than the file.
+// The file the options describe around payload, cut to options.truncateTo bytes if set; with
+// the default options, what Sign(payload, options.shape) makes. Throws like Sign, and
+// std::invalid_argument if truncateTo is not shorter than the file, if a signing option comes
+// with Shape::OuterData, or if certs names a certificate the signer has not got.
 Bytes Build(const Bytes& payload, const Options& options);
 
 // The file that a description in the text format above describes. Throws
 // std::invalid_argument whose message starts with "line N: " for a mistake in the text
-// (including a truncate that is not shorter than the file), and like Sign otherwise.
-Bytes BuildFromText(std::string_view text);
+// (including a truncate that is not shorter than the file), and like Build otherwise. If
+// trustedRoot is given, it receives the DER of the root the file is to be verified against
+// (TestPki::TrustedRoot of the description's chain), or is emptied when there is no chain line.
+Bytes BuildFromText(std::string_view text, Bytes* trustedRoot = nullptr);
 
 }  // namespace ReceiptMaker

@@ -19,9 +19,16 @@ bool IsBlank(char c) {
   return c == ' ' || c == '\t' || c == '\r';
 }
 
+// A word of a fixed set of choices and what it stands for.
+template <typename T>
+struct Choice {
+  const char* word;
+  T value;
+};
+
 class TextParser {
  public:
-  Bytes Run(std::string_view text);
+  Bytes Run(std::string_view text, Bytes* trustedRoot);
 
  private:
   struct OpenPurchase {
@@ -42,6 +49,14 @@ class TextParser {
   void EndLine();
   void ShapeLine(const std::vector<Token>& tokens);
   void TruncateLine(const std::vector<Token>& tokens);
+  void SigningLine(const std::vector<Token>& tokens);
+  void CertsLine(const std::vector<Token>& tokens);
+  void CheckAtEnd() const;
+  void NoteExtra(const std::string& keyword);
+
+  template <typename T, size_t N>
+  T Word(const Token& token, const Choice<T> (&choices)[N], const char* what) const;
+  int64_t Time(const Token& token) const;
 
   void ExpectCount(const std::vector<Token>& tokens, size_t count, const char* usage) const;
   int64_t Int64(const Token& token, const char* what) const;
@@ -63,9 +78,39 @@ class TextParser {
   size_t payloadLine_ = 0;
   size_t rawFileLine_ = 0;
   size_t truncateLine_ = 0;
+
+  PkiOptions pki_;
+  Options options_;
+  std::optional<Bytes> deviceId_;
+  size_t chainLine_ = 0;
+  size_t keyLine_ = 0;
+  size_t validLines_[3] = {};  // by Cert: leaf, intermediate, root
+  size_t noOidLines_[2] = {};  // intermediate, leaf
+  size_t notCaLine_ = 0;
+  size_t certsLine_ = 0;
+  size_t digestLine_ = 0;
+  size_t tamperLine_ = 0;
+  size_t indefiniteLine_ = 0;
+  size_t deviceHashLine_ = 0;
+  // The first line of device-hash, certs or a signing directive, which raw-file-hex excludes.
+  size_t extraLine_ = 0;
+  std::string extraWord_;
 };
 
-Bytes TextParser::Run(std::string_view text) {
+constexpr Choice<Issuer> kIssuers[] = {{"test-root", Issuer::TestRoot},
+                                       {"other-root", Issuer::OtherRoot},
+                                       {"impostor-root", Issuer::ImpostorRoot},
+                                       {"storekit", Issuer::StoreKit}};
+constexpr Choice<KeyType> kKeyTypes[] = {{"rsa2048", KeyType::Rsa2048},
+                                         {"ec-p256", KeyType::EcP256}};
+constexpr Choice<Cert> kCerts[] = {
+    {"leaf", Cert::Leaf}, {"intermediate", Cert::Intermediate}, {"root", Cert::Root}};
+constexpr Choice<Cert> kOidCerts[] = {{"intermediate", Cert::Intermediate}, {"leaf", Cert::Leaf}};
+constexpr Choice<Digest> kDigests[] = {{"sha1", Digest::Sha1}, {"sha256", Digest::Sha256}};
+constexpr Choice<Tamper> kTampers[] = {{"content", Tamper::Content},
+                                       {"signature", Tamper::Signature}};
+
+Bytes TextParser::Run(std::string_view text, Bytes* trustedRoot) {
   while (!text.empty() || line_ == 0) {
     ++line_;
     const size_t newline = text.find('\n');
@@ -75,6 +120,18 @@ Bytes TextParser::Run(std::string_view text) {
     if (!tokens.empty()) Directive(tokens);
   }
   if (!open_.empty()) FailAt(open_.back().line, "iap is never closed with end");
+  CheckAtEnd();
+
+  if (deviceId_) {
+    try {
+      SetDeviceHash(sets_.front(), *deviceId_);
+    } catch (const std::invalid_argument&) {
+      FailAt(deviceHashLine_, "device-hash needs attributes 4 and 2 in the first SET");
+    }
+  }
+  std::optional<TestPki> pki;
+  if (chainLine_ != 0) pki.emplace(pki_);
+  if (trustedRoot != nullptr) *trustedRoot = pki ? pki->TrustedRoot() : Bytes();
 
   Bytes file;
   if (rawFile_) {
@@ -89,7 +146,9 @@ Bytes TextParser::Run(std::string_view text) {
         payload.insert(payload.end(), records.begin(), records.end());
       }
     }
-    file = Sign(payload, shape_);
+    options_.shape = shape_;
+    options_.pki = pki ? &*pki : nullptr;
+    file = Build(payload, options_);
   }
   if (truncate_) {
     if (*truncate_ >= file.size()) {
@@ -160,17 +219,41 @@ void TextParser::Directive(const std::vector<Token>& tokens) {
     ShapeLine(tokens);
   } else if (keyword == "payload-hex") {
     Once(payloadLine_, keyword);
-    NotWith(recordsLine_, keyword, "attr or set");
+    NotWith(recordsLine_, keyword, "attr, set or purchases");
     NotWith(rawFileLine_, keyword, "raw-file-hex");
+    NotWith(deviceHashLine_, keyword, "device-hash");
     payload_ = HexFrom(tokens, 1);
   } else if (keyword == "raw-file-hex") {
     Once(rawFileLine_, keyword);
-    NotWith(recordsLine_, keyword, "attr or set");
+    NotWith(recordsLine_, keyword, "attr, set or purchases");
     NotWith(payloadLine_, keyword, "payload-hex");
     NotWith(shapeLine_, keyword, "shape");
+    NotWith(extraLine_, keyword, extraWord_.c_str());
     rawFile_ = HexFrom(tokens, 1);
   } else if (keyword == "truncate") {
     TruncateLine(tokens);
+  } else if (keyword == "purchases") {
+    ExpectCount(tokens, 2, "purchases N");
+    NotWith(payloadLine_, keyword, "payload-hex");
+    NotWith(rawFileLine_, keyword, "raw-file-hex");
+    if (recordsLine_ == 0) recordsLine_ = line_;
+    const int64_t count = Int64(tokens[1], "purchase count");
+    if (count < 0) Fail("purchase count must not be negative");
+    for (Attribute& purchase : Purchases(static_cast<size_t>(count)))
+      Records().push_back(std::move(purchase));
+  } else if (keyword == "device-hash") {
+    NoteExtra(keyword);
+    Once(deviceHashLine_, keyword);
+    NotWith(payloadLine_, keyword, "payload-hex");
+    NotWith(rawFileLine_, keyword, "raw-file-hex");
+    if (tokens.size() < 2) Fail("usage: device-hash HEX");
+    deviceId_ = HexFrom(tokens, 1);
+  } else if (keyword == "certs") {
+    CertsLine(tokens);
+  } else if (keyword == "chain" || keyword == "key" || keyword == "valid" || keyword == "no-oid" ||
+             keyword == "intermediate-not-ca" || keyword == "digest" || keyword == "tamper" ||
+             keyword == "indefinite") {
+    SigningLine(tokens);
   } else {
     Fail("unknown directive '" + keyword + "'");
   }
@@ -242,6 +325,123 @@ void TextParser::TruncateLine(const std::vector<Token>& tokens) {
   truncate_ = length;
 }
 
+void TextParser::SigningLine(const std::vector<Token>& tokens) {
+  const std::string& keyword = tokens[0].text;
+  NotWith(rawFileLine_, keyword, "raw-file-hex");
+  NoteExtra(keyword);
+  if (keyword == "chain") {
+    Once(chainLine_, keyword);
+    ExpectCount(tokens, 2, "chain test-root|other-root|impostor-root|storekit");
+    pki_.issuer = Word(tokens[1], kIssuers, "chain");
+  } else if (keyword == "key") {
+    Once(keyLine_, keyword);
+    ExpectCount(tokens, 2, "key rsa2048|ec-p256");
+    pki_.key = Word(tokens[1], kKeyTypes, "key type");
+  } else if (keyword == "valid") {
+    ExpectCount(tokens, 4, "valid root|intermediate|leaf FROM TO");
+    const Cert which = Word(tokens[1], kCerts, "certificate");
+    Once(validLines_[static_cast<size_t>(which)], "valid " + tokens[1].text);
+    Validity& validity = which == Cert::Root           ? pki_.root
+                         : which == Cert::Intermediate ? pki_.intermediate
+                                                       : pki_.leaf;
+    validity = {Time(tokens[2]), Time(tokens[3])};
+  } else if (keyword == "no-oid") {
+    ExpectCount(tokens, 2, "no-oid intermediate|leaf");
+    const Cert which = Word(tokens[1], kOidCerts, "certificate with an Apple extension");
+    Once(noOidLines_[which == Cert::Leaf ? 1 : 0], "no-oid " + tokens[1].text);
+    (which == Cert::Leaf ? pki_.leafOid : pki_.intermediateOid) = false;
+  } else if (keyword == "intermediate-not-ca") {
+    Once(notCaLine_, keyword);
+    ExpectCount(tokens, 1, "intermediate-not-ca");
+    pki_.intermediateIsCa = false;
+  } else if (keyword == "digest") {
+    Once(digestLine_, keyword);
+    ExpectCount(tokens, 2, "digest sha1|sha256");
+    options_.digest = Word(tokens[1], kDigests, "digest");
+  } else if (keyword == "tamper") {
+    Once(tamperLine_, keyword);
+    ExpectCount(tokens, 2, "tamper content|signature");
+    options_.tamper = Word(tokens[1], kTampers, "tampering");
+  } else {
+    Once(indefiniteLine_, keyword);
+    ExpectCount(tokens, 1, "indefinite");
+    options_.indefinite = true;
+  }
+}
+
+void TextParser::CertsLine(const std::vector<Token>& tokens) {
+  Once(certsLine_, "certs");
+  NotWith(rawFileLine_, "certs", "raw-file-hex");
+  NoteExtra("certs");
+  std::vector<Cert> certs;
+  for (size_t i = 1; i < tokens.size(); ++i) {
+    certs.push_back(Word(tokens[i], kCerts, "certificate"));
+  }
+  options_.certs = std::move(certs);
+}
+
+void TextParser::NoteExtra(const std::string& keyword) {
+  if (extraLine_ == 0) {
+    extraLine_ = line_;
+    extraWord_ = keyword;
+  }
+}
+
+// What depends on lines that may come in any order.
+void TextParser::CheckAtEnd() const {
+  if (chainLine_ == 0) {
+    for (const auto& [line, what] : {std::pair{keyLine_, "key"},
+                                     {validLines_[0], "valid"},
+                                     {validLines_[1], "valid"},
+                                     {validLines_[2], "valid"},
+                                     {noOidLines_[0], "no-oid"},
+                                     {noOidLines_[1], "no-oid"},
+                                     {notCaLine_, "intermediate-not-ca"}}) {
+      if (line != 0) FailAt(line, std::string(what) + " needs a chain line");
+    }
+  }
+  const bool leafOnly = chainLine_ == 0 || pki_.issuer == Issuer::StoreKit;
+  if (leafOnly && options_.certs) {
+    for (const Cert cert : *options_.certs) {
+      if (cert != Cert::Leaf) {
+        FailAt(certsLine_, chainLine_ == 0 ? "without a chain line the signer has no other "
+                                             "certificate than its leaf"
+                                           : "the StoreKit certificate stands alone");
+      }
+    }
+  }
+  if (shape_ == Shape::OuterData) {
+    for (const auto& [line, what] : {std::pair{chainLine_, "chain"},
+                                     {certsLine_, "certs"},
+                                     {digestLine_, "digest"},
+                                     {tamperLine_, "tamper"}}) {
+      if (line != 0) {
+        FailAt(line, std::string(what) + " does not go with shape outer-data (line " +
+                         std::to_string(shapeLine_) + "), which is not signed");
+      }
+    }
+  }
+}
+
+template <typename T, size_t N>
+T TextParser::Word(const Token& token, const Choice<T> (&choices)[N], const char* what) const {
+  std::string known;
+  for (const Choice<T>& choice : choices) {
+    if (!token.quoted && token.text == choice.word) return choice.value;
+    known += (known.empty() ? "" : ", ") + std::string(choice.word);
+  }
+  Fail("unknown " + std::string(what) + " '" + token.text + "' (" + known + ")");
+}
+
+int64_t TextParser::Time(const Token& token) const {
+  try {
+    if (token.quoted) throw std::invalid_argument("a time must not be quoted");
+    return UnixTime(token.text);
+  } catch (const std::invalid_argument& error) {
+    Fail(error.what());
+  }
+}
+
 void TextParser::ExpectCount(const std::vector<Token>& tokens, size_t count,
                              const char* usage) const {
   if (tokens.size() != count) Fail(std::string("usage: ") + usage);
@@ -286,8 +486,8 @@ void TextParser::NotWith(size_t otherLine, const std::string& directive, const c
 
 }  // namespace
 
-Bytes BuildFromText(std::string_view text) {
-  return TextParser().Run(text);
+Bytes BuildFromText(std::string_view text, Bytes* trustedRoot) {
+  return TextParser().Run(text, trustedRoot);
 }
 
 }  // namespace ReceiptMaker
