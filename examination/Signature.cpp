@@ -214,8 +214,10 @@ Fact ValidAt(const std::vector<X509*>& chain, std::int64_t when, const std::stri
     if (from > 0) return {false, Called(x) + " was not yet valid at " + moment + ": " + validity};
     if (until < 0) return {false, Called(x) + " had expired at " + moment + ": " + validity};
   }
-  return {true, "the " + std::to_string(chain.size()) +
-                    " certificates of the chain were valid at " + moment};
+  return {true, (chain.size() == 1
+                     ? std::string("the one certificate of the chain was")
+                     : "the " + std::to_string(chain.size()) + " certificates of the chain were") +
+                    " valid at " + moment};
 }
 
 std::string ChainText(const std::vector<X509*>& chain) {
