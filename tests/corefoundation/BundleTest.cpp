@@ -1,7 +1,9 @@
 #include "corefoundation/CFBundle.h"
+#include "corefoundation/CFURL.h"
 #include "corefoundation/Carbon.h"
 #include "platform/toolkit/cf/CFStringRef.h"
 #include "tests/corefoundation/Support.h"
+#include "tests/support/Scratch.h"
 
 namespace corefoundation_test {
 namespace {
@@ -26,6 +28,22 @@ TEST(CFBundleTest, TheFrameworkBundlesAnswerTheConstantsByName) {
             "NSPOSIXErrorDomain");
   EXPECT_EQ(carbon->DataPointerNotRetained("kCFNoSuchSymbol"), nullptr);
   EXPECT_TRUE(carbon->StringPointerRetained("kCFNoSuchSymbol").IsNull());
+}
+
+// The bundle of a folder: made twice it is one bundle, it answers the values of its Info.plist,
+// and a load of an executable that is a script fails; every count taken on the way goes back.
+TEST(CFBundleTest, AFolderBundleAnswersItsInfoAndFailsToLoadAScript) {
+  const test_support::ScratchFolder scratch;
+  scratch.Write("Tool.app/Contents/Info.plist",
+                "<plist version=\"1.0\"><dict><key>CFBundleExecutable</key><string>tool</string>"
+                "<key>LSUIElement</key><true/></dict></plist>");
+  scratch.Write("Tool.app/Contents/MacOS/tool", "#!/bin/sh\n");
+  const auto url = CFURL::CreateFromPOSIXPath((scratch.path() / "Tool.app").string(), true);
+  const auto bundle = CFBundle::NewCFBundleFromURL(url);
+  EXPECT_EQ(CFBundle::NewCFBundleFromURL(url)->Operator_Compare(bundle), 0);
+  EXPECT_EQ(bundle->InfoDictionaryValue("CFBundleExecutable")->VariantValue(), Variant("tool"));
+  EXPECT_EQ(bundle->InfoDictionaryValue("LSUIElement")->VariantValue(), Variant(true));
+  EXPECT_FALSE(bundle->Load());
 }
 
 }  // namespace

@@ -93,6 +93,7 @@ TEST(VariantTest, Equality) {
       // clang-format off
       {std::int32_t{1}, std::int64_t{1}, true, "Int32 and Int64"},
       {std::int64_t{1}, 1.0, true, "Int64 and Double"},
+      {std::int32_t{1}, 1.5, false, "an integer and a fraction"},
       {0.5f, 0.5, true, "Single and Double"},
       {-0.0, std::int32_t{0}, true, "negative zero"},
       {nearMax, static_cast<double>(nearMax), true, "large integral double"},
