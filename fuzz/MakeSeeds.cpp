@@ -1,6 +1,7 @@
 // Writes the seed inputs of the fuzz targets: `fuzz_seeds <corpus folder>` makes the folders
-// parse/ and read_receipt/ in it. Payloads cover every branch of the decoder once; files cover
-// every shape of container the reader tells apart.
+// parse/, read_receipt/ and examination/ in it. Payloads cover every branch of the decoder once;
+// files cover every shape of container the reader tells apart, and each verdict of the
+// examination.
 
 #include <cstdio>
 #include <filesystem>
@@ -55,6 +56,28 @@ std::vector<std::pair<std::string, Bytes>> Files(
   return files;
 }
 
+// Receipts signed through the test chain, and as the store and Xcode sign them.
+std::vector<std::pair<std::string, Bytes>> Examined() {
+  const std::string receipt = R"(
+    attr 2 1 utf8 "com.example.quellmark"
+    attr 4 1 hex 88a27b6db492f29c9cdd0d8f67bd8b97
+    attr 12 1 ia5 "2024-06-01T10:00:00Z"
+    attr 17 1 iap
+      attr 1702 1 utf8 "com.example.coins"
+      attr 1712 1 ia5 ""
+    end
+    device-hash f8ffc21e9182
+  )";
+  return {{"genuine", BuildFromText(receipt + "chain test-root")},
+          {"expired-sha1", BuildFromText(receipt + "chain test-root\ndigest sha1\n"
+                                                   "valid leaf 2024-01-01T00:00:00Z now-1d")},
+          {"tampered", BuildFromText(receipt + "chain test-root\ntamper content")},
+          {"foreign-root", BuildFromText(receipt + "chain other-root\nkey ec-p256")},
+          {"no-oid", BuildFromText(receipt + "chain test-root\nno-oid leaf\ncerts leaf")},
+          {"storekit", BuildFromText(receipt + "chain storekit\nindefinite")},
+          {"detached", Sign(Payload({{2, 1, Utf8Value("a")}}), Shape::Detached)}};
+}
+
 void Write(const fs::path& folder, const std::vector<std::pair<std::string, Bytes>>& items) {
   fs::create_directories(folder);
   for (const auto& [name, bytes] : items)
@@ -70,5 +93,6 @@ int main(int argc, char** argv) {
   const auto payloads = Payloads();
   Write(fs::path(argv[1]) / "parse", payloads);
   Write(fs::path(argv[1]) / "read_receipt", Files(payloads));
+  Write(fs::path(argv[1]) / "examination", Examined());
   return 0;
 }

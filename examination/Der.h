@@ -1,0 +1,57 @@
+#pragma once
+
+// A bounded walk over DER (and BER's indefinite lengths): a Cursor hands out the objects of the
+// bytes it was given one by one, each with its contents as a span inside those bytes. Every
+// read is checked against what remains, so no span ever reaches outside the bytes of the first
+// cursor; nested objects are walked with cursors of their own over their contents.
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace Examination::der {
+
+enum Class : std::uint8_t { kUniversal = 0, kApplication = 1, kContext = 2, kPrivate = 3 };
+
+// Universal tag numbers met in receipts.
+inline constexpr std::uint32_t kInteger = 2;
+inline constexpr std::uint32_t kOctetString = 4;
+inline constexpr std::uint32_t kUtf8String = 12;
+inline constexpr std::uint32_t kSequence = 16;
+inline constexpr std::uint32_t kSet = 17;
+inline constexpr std::uint32_t kIa5String = 22;
+
+struct Object {
+  Class cls = kUniversal;
+  bool constructed = false;
+  std::uint32_t tag = 0;
+  std::span<const std::uint8_t> contents;  // without the end-of-contents octets of BER
+
+  bool Is(std::uint32_t universalTag, bool isConstructed) const {
+    return cls == kUniversal && tag == universalTag && constructed == isConstructed;
+  }
+};
+
+// How deeply indefinite lengths may nest inside one another.
+inline constexpr int kMaxIndefiniteNesting = 16;
+
+class Cursor {
+ public:
+  explicit Cursor(std::span<const std::uint8_t> bytes) : rest_(bytes) {}
+
+  bool Empty() const { return rest_.empty(); }
+  std::size_t Remaining() const { return rest_.size(); }
+
+  // Reads the next object and moves behind it. When the bytes are no object, answers false
+  // with the reason in `error` and stays where it was.
+  bool Next(Object& object, std::string& error);
+
+ private:
+  std::span<const std::uint8_t> rest_;
+};
+
+// A DER INTEGER's contents as a signed 64-bit number; false when there are none or more than 8.
+bool IntegerValue(std::span<const std::uint8_t> contents, std::int64_t& value);
+
+}  // namespace Examination::der
