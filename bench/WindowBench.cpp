@@ -19,7 +19,7 @@
 
 #include "app/App.h"
 #include "bench/Ratios.h"
-#include "platform/toolkit/Desktop.h"
+#include "platform/toolkit/Headless.h"
 #include "platform/toolkit/ListModel.h"
 #include "receipts/CertTools.h"
 #include "tools/receiptmaker/ReceiptMaker.h"
@@ -111,7 +111,7 @@ void BM_Drop1000(benchmark::State& state) {
   const auto& files = ThousandReceipts();
   Program program;
   for (auto _ : state) {
-    toolkit::HeadlessDragItem drag(files);
+    toolkit::FileDragItem drag(files);
     program.window->RaiseDropObject(drag, 0);
     if (program.window->lb()->ListCount() != 1000) state.SkipWithError("the drop lost receipts");
     program.window->clearList();

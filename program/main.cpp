@@ -29,8 +29,7 @@ int Run(int argc, char** argv) {
   // that Qt delivers is guarded on its own.
   const auto app = StartApplication();
   const auto window = Window1::Instance();
-  qt::WindowHost host(window);
-  host.show();
+  qt::WindowHost host(window);  // shown as the window's design says
   window->RaiseOpen();
   app->RaiseOpen();
   host.SyncMenus();

@@ -72,28 +72,8 @@ QtEventLoop::QtEventLoop() = default;
 QtEventLoop::~QtEventLoop() = default;
 
 void QtEventLoop::Post(std::function<void()> task) {
-  tasks_.push_back(std::move(task));
   QMetaObject::invokeMethod(
-      &context_, [this] { RunOne(); }, Qt::QueuedConnection);
-}
-
-void QtEventLoop::RunOne() {
-  if (tasks_.empty()) return;  // RunPending got there first
-  auto task = std::move(tasks_.front());
-  tasks_.pop_front();
-  Guard([&] { task(); });
-}
-
-std::size_t QtEventLoop::RunPending() {
-  std::size_t n = tasks_.size();
-  std::size_t ran = 0;
-  while (n-- > 0 && !tasks_.empty()) {
-    auto task = std::move(tasks_.front());
-    tasks_.pop_front();
-    task();
-    ++ran;
-  }
-  return ran;
+      &context_, [task = std::move(task)] { Guard([&] { task(); }); }, Qt::QueuedConnection);
 }
 
 void QtEventLoop::Schedule(std::int64_t periodMs, bool repeating, std::function<bool()> tick) {
@@ -132,6 +112,15 @@ QtLabel::~QtLabel() {
   if (widget_ && !widget_->parent()) delete widget_.data();
 }
 
+void ApplyControlDesign(QWidget& widget, const toolkit::ControlDesign& design) {
+  // What the font doesn't set, the widget takes from its window and the desktop.
+  QFont font;
+  if (design.FontName != "System") font.setFamily(ToQString(design.FontName));
+  if (design.FontSize > 0) font.setPointSizeF(design.FontSize);
+  widget.setFont(font);
+  widget.setEnabled(design.Enabled);
+}
+
 void QtLabel::ApplyDesign(const toolkit::LabelDesign& design) {
   design_ = design;
   if (widget_) {
@@ -141,13 +130,16 @@ void QtLabel::ApplyDesign(const toolkit::LabelDesign& design) {
     if (design.TextAlignment == 3) align = Qt::AlignRight | Qt::AlignVCenter;
     if (design.Multiline) align = (align & Qt::AlignHorizontal_Mask) | Qt::AlignTop;
     widget_->setAlignment(align);
-    widget_->setTextInteractionFlags(design.Selectable ? Qt::TextSelectableByMouse
-                                                       : Qt::NoTextInteraction);
-    if (design.FontSize > 0) {
-      QFont font = widget_->font();
-      font.setPointSizeF(design.FontSize);
-      widget_->setFont(font);
+    // A selectable label that is a tab stop takes the focus, to be selected from the keyboard.
+    Qt::TextInteractionFlags interaction = Qt::NoTextInteraction;
+    if (design.Selectable) {
+      interaction = Qt::TextSelectableByMouse;
+      if (design.TabStop) interaction |= Qt::TextSelectableByKeyboard;
     }
+    widget_->setTextInteractionFlags(interaction);
+    if (design.Selectable && design.TabStop) widget_->setFocusPolicy(Qt::StrongFocus);
+    widget_->setAutoFillBackground(!design.Transparent);
+    ApplyControlDesign(*widget_, design);
     // The design's text colour is left out: the palette's colour follows dark and light.
   }
   Visible(design.Visible);

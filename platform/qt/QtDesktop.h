@@ -3,7 +3,6 @@
 #include <QLabel>
 #include <QObject>
 #include <QPointer>
-#include <deque>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -26,17 +25,11 @@ class QtEventLoop final : public toolkit::EventLoop {
   // Runs `tick` every `periodMs` milliseconds from Qt's event loop until it returns false or
   // raises, or once when not `repeating`. The loop owns the timer and the tick.
   void Schedule(std::int64_t periodMs, bool repeating, std::function<bool()> tick) override;
-  // Runs the tasks posted so far, here and now; an exception from one leaves this call and the
-  // rest stay posted. Returns how many ran.
-  std::size_t RunPending() override;
   // Ends Qt's event loop with status 0.
   void Quit() override;
 
  private:
-  void RunOne();
-
-  QObject context_;  // owns the timers; posted calls die with it
-  std::deque<std::function<void()>> tasks_;
+  QObject context_;  // owns the timers and the posted tasks
 };
 
 // The toolkit's top-level handling of an exception that left an event: it is told on the
@@ -90,6 +83,10 @@ auto Guard(F&& f) -> decltype(f()) {
   }
   return decltype(f())();
 }
+
+// Gives `widget` the font of `design` ("System" is the desktop's family, 0 its size, other
+// sizes are points) and its Enabled.
+void ApplyControlDesign(QWidget& widget, const toolkit::ControlDesign& design);
 
 // A label whose QLabel is placed in a window by WindowHost. Until then, and after its widget
 // has gone, it keeps its state like a headless one.

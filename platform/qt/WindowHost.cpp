@@ -10,7 +10,11 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
+#include <QScreen>
+#include <QStyleOptionFrame>
+#include <QStyledItemDelegate>
 #include <QUrl>
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 
@@ -74,8 +78,8 @@ class BusyPointer {
   BusyPointer& operator=(const BusyPointer&) = delete;
 };
 
-}  // namespace
-
+// The toolkit's key text for a Qt key event: Chr(8) for Backspace, Chr(127) for Delete, the
+// typed text otherwise, which is empty for a key that types nothing.
 toolkit::String KeyText(const QKeyEvent& event) {
   if (event.key() == Qt::Key_Backspace) return toolkit::Chr(8);
   if (event.key() == Qt::Key_Delete) return toolkit::Chr(127);
@@ -84,37 +88,93 @@ toolkit::String KeyText(const QKeyEvent& event) {
                          toolkit::TextEncoding::UTF8);
 }
 
+// Paints the list's items without the mark of the focus, which the style puts on the current
+// item while the list has the keyboard's focus.
+class NoFocusMark final : public QStyledItemDelegate {
+ public:
+  using QStyledItemDelegate::QStyledItemDelegate;
+
+ protected:
+  void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+    QStyledItemDelegate::initStyleOption(option, index);
+    option->state &= ~QStyle::State_HasFocus;
+  }
+};
+
+// The view of the window's list. Without a focus ring, neither its frame nor its current item
+// shows that it has the focus, in any style.
+class ListTreeView final : public QTreeView {
+ public:
+  explicit ListTreeView(bool focusRing) : focusRing_(focusRing) {
+    if (!focusRing_) setItemDelegate(new NoFocusMark(this));
+  }
+
+ protected:
+  void initStyleOption(QStyleOptionFrame* option) const override {
+    QTreeView::initStyleOption(option);
+    if (!focusRing_) option->state &= ~QStyle::State_HasFocus;
+  }
+
+ private:
+  bool focusRing_;
+};
+
+}  // namespace
+
 WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
     : QMainWindow(parent), window_(std::move(window)), area_(new QWidget(this)) {
   const toolkit::WindowProperties& p = window_->Properties();
+  // Type 0 is a plain document window; the toolkit's other kinds are dialogs of some sort.
+  Qt::WindowFlags flags = (p.Type == 0 ? Qt::Window : Qt::Dialog) | Qt::CustomizeWindowHint |
+                          Qt::WindowTitleHint | Qt::WindowSystemMenuHint;
+  flags.setFlag(Qt::WindowCloseButtonHint, p.HasCloseButton);
+  flags.setFlag(Qt::WindowMinimizeButtonHint, p.HasMinimizeButton);
+  flags.setFlag(Qt::WindowMaximizeButtonHint, p.HasMaximizeButton);
+  setWindowFlags(flags);
   setWindowTitle(ToQString(p.Title));
   setCentralWidget(area_);
   area_->setAcceptDrops(true);
   setAcceptDrops(true);
   setMinimumSize(static_cast<int>(p.MinimumWidth), static_cast<int>(p.MinimumHeight));
+  setMaximumSize(static_cast<int>(p.MaximumWidth), static_cast<int>(p.MaximumHeight));
 
+  // Each control with whether it shows now.
+  std::vector<std::pair<Placed, bool>> controls;
   for (const auto& [name, control] : window_->Controls()) {
     if (const auto list = control.As<toolkit::ListModel>()) {
+      const toolkit::ListboxDesign& d = list->Design();
       model_ = new ListItemModel(list, this);
-      view_ = new QTreeView(area_);
+      view_ = new ListTreeView(d.AllowFocusRing);
       view_->setObjectName(ToQString(name));
       view_->setAccessibleName(QStringLiteral("Receipts"));
       view_->setModel(model_);
-      view_->setSelectionMode(QAbstractItemView::SingleSelection);
+      view_->setSelectionMode(d.RowSelectionType == 0 ? QAbstractItemView::SingleSelection
+                                                      : QAbstractItemView::ExtendedSelection);
       view_->setSelectionBehavior(QAbstractItemView::SelectRows);
       view_->setSortingEnabled(false);
       view_->setUniformRowHeights(true);
       view_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+      view_->setItemsExpandable(d.AllowExpandableRows);
+      view_->setRootIsDecorated(d.AllowExpandableRows);
+      // The view takes drops of files (Drop, below); rows leave it only by dragging.
       view_->setAcceptDrops(true);
+      view_->setDragEnabled(d.AllowRowDragging);
+      view_->setDropIndicatorShown(d.DropIndicatorVisible);
       view_->viewport()->installEventFilter(this);
       view_->installEventFilter(this);
-      const toolkit::ListboxDesign& d = list->Design();
       view_->setHeaderHidden(!d.HasHeader);
       view_->header()->setSectionsClickable(true);
       view_->header()->setSectionResizeMode(d.AllowResizableColumns ? QHeaderView::Interactive
                                                                     : QHeaderView::Fixed);
       view_->header()->setStretchLastSection(true);
+      view_->header()->setSortIndicatorShown(d.HeadingIndex >= 0);
+      if (d.HeadingIndex >= 0)
+        view_->header()->setSortIndicator(static_cast<int>(d.HeadingIndex), Qt::AscendingOrder);
       view_->setFrameShape(d.HasBorder ? QFrame::StyledPanel : QFrame::NoFrame);
+      // A transparent list paints no background of its own: the window's shows through.
+      view_->viewport()->setAutoFillBackground(!d.Transparent);
+      view_->setFocusPolicy(d.TabStop ? Qt::StrongFocus : Qt::ClickFocus);
+      ApplyControlDesign(*view_, d);
       const auto policy = [&d](bool has) {
         if (!has) return Qt::ScrollBarAlwaysOff;
         return d.AllowAutoHideScrollbars ? Qt::ScrollBarAsNeeded : Qt::ScrollBarAlwaysOn;
@@ -127,7 +187,6 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
         if (!applyingWidths_ && section + 1 < view_->header()->count()) widthsByUser_ = true;
       });
       connect(model_, &QAbstractItemModel::modelReset, this, [this] { ApplyColumnWidths(); });
-      view_->setVisible(list->Visible());
       connect(view_->header(), &QHeaderView::sectionClicked, this,
               [list](int section) { Guard([&] { list->RaiseSortColumn(section); }); });
       connect(view_, &QTreeView::expanded, this, [this](const QModelIndex& index) {
@@ -160,18 +219,34 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
             },
             Qt::QueuedConnection);
       };
-      placed_.push_back({view_, d});
+      controls.push_back({{view_, d}, list->Visible()});
     } else if (const auto label = control.As<QtLabel>()) {
       QLabel* w = label->Widget();
-      w->setParent(area_);
       w->setObjectName(ToQString(name));
-      w->setVisible(label->Visible());
-      placed_.push_back({w, label->Design()});
+      controls.push_back({{w, label->Design()}, label->Visible()});
     }
   }
+  // The keyboard's focus goes through the controls in the order of their TabIndex, which is
+  // the order in which they join the window.
+  std::stable_sort(controls.begin(), controls.end(), [](const auto& a, const auto& b) {
+    return a.first.design.TabIndex < b.first.design.TabIndex;
+  });
+  for (const auto& [c, visible] : controls) {
+    c.widget->setParent(area_);
+    c.widget->setVisible(visible);
+    placed_.push_back(c);
+  }
   BuildMenus();
-  const int menuHeight = menuBar()->sizeHint().height();
+  menuBar()->setVisible(p.MenuBarVisible);
+  // The design's size is that of the window's content, below the menu bar.
+  const int menuHeight = p.MenuBarVisible ? menuBar()->sizeHint().height() : 0;
   resize(static_cast<int>(p.Width), static_cast<int>(p.Height) + menuHeight);
+  if (!p.Resizeable) setFixedSize(size());
+  // At its default location the window manager places the window; any other asks for the
+  // middle of the screen, which the window manager may still overrule.
+  if (p.DefaultLocation != 0) move(screen()->availableGeometry().center() - rect().center());
+  if (p.FullScreen) setWindowState(windowState() | Qt::WindowFullScreen);
+  if (p.Visible) show();
 }
 
 WindowHost::~WindowHost() = default;
@@ -219,13 +294,6 @@ void WindowHost::SyncMenus() {
     if (!a.item->IsSeparator() && a.item->Count() == 0)
       a.action->setShortcut(ToKeySequence(a.item->KeyboardShortcut()));
   }
-}
-
-QAction* WindowHost::Action(const toolkit::String& name) const {
-  for (const MenuAction& a : actions_) {
-    if (a.item->Name() == name) return a.action;
-  }
-  return nullptr;
 }
 
 void WindowHost::Choose(const toolkit::Ref<toolkit::MenuItem>& item) {
@@ -338,7 +406,7 @@ void WindowHost::Drop(QDropEvent* event) {
   // The drop runs to its end before the window paints again; the rows show all at once then.
   std::optional<BusyPointer> busy;
   if (urls.size() > kLongDrop) busy.emplace();
-  toolkit::HeadlessDragItem item(DroppedFiles(urls));
+  toolkit::FileDragItem item(DroppedFiles(urls));
   QtDesktop* desktop = QtDesktop::Current();
   if (desktop) desktop->EventModifiers(event->modifiers());
   const std::int64_t before = model_ ? model_->List()->ListCount() : 0;

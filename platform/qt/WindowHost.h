@@ -18,10 +18,14 @@ namespace qt {
 // The Qt window of a toolkit::Window: its controls laid out by their design and lock
 // properties, its menu bar, drops of local files, keys, and closing. An exception that leaves
 // a handler of the window ends at ReportUnhandled; the host goes on.
+//
+// The window's design properties become the window's flags, sizes, place and state; those of
+// the list become the view's. The README lists the few that mean nothing on this desktop.
 class WindowHost final : public QMainWindow {
  public:
   // Shares `window` for as long as the host lives, and makes the widgets of its controls and
   // menus as children of the host. A label that is a QtLabel gives its widget to the host.
+  // The host shows itself at once when the window's design says Visible.
   explicit WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent = nullptr);
   ~WindowHost() override;
 
@@ -32,8 +36,6 @@ class WindowHost final : public QMainWindow {
   // The item model behind ListView, or null with it. The host owns it; the rows stay the
   // list's.
   ListItemModel* ItemModel() const { return model_; }
-  // The action of the menu item named `name`, or null when there is none. The host owns it.
-  QAction* Action(const toolkit::String& name) const;
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -80,9 +82,5 @@ class WindowHost final : public QMainWindow {
   bool applyingWidths_ = false;
   bool dragTaken_ = false;  // whether the drag over the window now would be taken
 };
-
-// The toolkit's key text for a Qt key event: Chr(8) for Backspace, Chr(127) for Delete, the
-// typed text otherwise, which is empty for a key that types nothing.
-toolkit::String KeyText(const QKeyEvent& event);
 
 }  // namespace qt

@@ -58,26 +58,6 @@ class Label : public Control {
   virtual void Text(const String& text) = 0;
 };
 
-// A label without a screen: it keeps what it is given.
-class HeadlessLabel final : public Label {
- public:
-  void ApplyDesign(const LabelDesign& design) override {
-    design_ = design;
-    visible_ = design.Visible;
-    text_ = design.Text;
-  }
-  const LabelDesign& Design() const override { return design_; }
-  bool Visible() const override { return visible_; }
-  void Visible(bool visible) override { visible_ = visible; }
-  String Text() const override { return text_; }
-  void Text(const String& text) override { text_ = text; }
-
- private:
-  LabelDesign design_;
-  bool visible_ = true;
-  String text_;
-};
-
 // A timer of the event loop of the current Desktop. A new timer is off; it ticks while it is
 // Enabled with a RunMode other than Off, every Period milliseconds, and each tick raises
 // Action. In RunModeSingle it ticks once and then sets its RunMode to Off. Any change of the

@@ -1,7 +1,9 @@
 #include "platform/toolkit/Desktop.h"
 
-#include "platform/toolkit/Controls.h"
-#include "platform/toolkit/ListModel.h"
+#include <string>
+#include <utility>
+
+#include "platform/toolkit/Exceptions.h"
 
 namespace toolkit {
 
@@ -53,26 +55,6 @@ String Chr(std::uint32_t codePoint) {
     add(0x80 | (codePoint & 0x3F));
   }
   return String(std::move(bytes), TextEncoding::UTF8);
-}
-
-HeadlessDesktop::HeadlessDesktop() : previous_(Install(this)) {}
-
-HeadlessDesktop::~HeadlessDesktop() {
-  // Only put back what this one replaced if nobody has installed another meanwhile.
-  if (current == this) Install(previous_);
-}
-
-bool HeadlessDesktop::OptionKey() {
-  ++optionKeyReads_;
-  return optionKey_;
-}
-
-Ref<Listbox> HeadlessDesktop::NewListbox() {
-  return Ref<ListModel>::New();
-}
-
-Ref<Label> HeadlessDesktop::NewLabel() {
-  return Ref<HeadlessLabel>::New();
 }
 
 }  // namespace toolkit

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 #include "platform/toolkit/EventLoop.h"
 #include "platform/toolkit/Ref.h"
@@ -15,7 +14,7 @@ class Listbox;
 // What the program asks of the desktop it runs on, beyond files: the event loop, the two
 // kinds of message to the user, the state of the modifier keys, and the visible controls.
 // One desktop is current at a time; a platform installs its own at start, and tests install a
-// HeadlessDesktop.
+// HeadlessDesktop (Headless.h).
 class Desktop {
  public:
   Desktop() = default;
@@ -50,35 +49,5 @@ bool OptionKey();
 // The text of one Unicode code point in UTF-8, the form in which key events deliver keys:
 // Chr(8) is Backspace, Chr(127) forward delete. Empty for a value that is no code point.
 String Chr(std::uint32_t codePoint);
-
-// A desktop with no screen that records what the program shows and lets tests set the keys.
-// It installs itself while it lives and puts back the desktop it replaced when it dies.
-class HeadlessDesktop final : public Desktop {
- public:
-  HeadlessDesktop();
-  ~HeadlessDesktop() override;
-
-  HeadlessEventLoop& Loop() override { return loop_; }
-  void MsgBox(const String& text) override { messageBoxes_.push_back(text); }
-  void Beep() override { ++beeps_; }
-  bool OptionKey() override;
-  Ref<Listbox> NewListbox() override;
-  Ref<Label> NewLabel() override;
-
-  void SetOptionKey(bool down) { optionKey_ = down; }
-  // The texts of the message boxes shown so far, in order.
-  const std::vector<String>& MessageBoxes() const { return messageBoxes_; }
-  int Beeps() const { return beeps_; }
-  // How often the Option key has been read.
-  int OptionKeyReads() const { return optionKeyReads_; }
-
- private:
-  Desktop* previous_;
-  HeadlessEventLoop loop_;
-  std::vector<String> messageBoxes_;
-  int beeps_ = 0;
-  bool optionKey_ = false;
-  int optionKeyReads_ = 0;
-};
 
 }  // namespace toolkit

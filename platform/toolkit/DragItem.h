@@ -18,10 +18,9 @@ class DragItem : public Object {
 };
 
 // A drag of the given files, in their order; a nil entry is an item that is not a file.
-class HeadlessDragItem final : public DragItem {
+class FileDragItem final : public DragItem {
  public:
-  explicit HeadlessDragItem(std::vector<Ref<toolkit::FolderItem>> items)
-      : items_(std::move(items)) {}
+  explicit FileDragItem(std::vector<Ref<toolkit::FolderItem>> items) : items_(std::move(items)) {}
 
   Ref<toolkit::FolderItem> FolderItem() const override {
     return current_ < items_.size() ? items_[current_] : nullptr;

@@ -8,7 +8,7 @@
 #include "app/App.h"
 #include "app/MenuBar1.h"
 #include "app/ReceiptRequester.h"
-#include "platform/toolkit/Desktop.h"
+#include "platform/toolkit/Headless.h"
 
 namespace {
 

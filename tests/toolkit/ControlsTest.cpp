@@ -7,7 +7,7 @@
 
 #include "platform/toolkit/Application.h"
 #include "platform/toolkit/Controls.h"
-#include "platform/toolkit/Desktop.h"
+#include "platform/toolkit/Headless.h"
 #include "platform/toolkit/Window.h"
 
 namespace toolkit {
@@ -100,7 +100,7 @@ class WindowBaseTest : public DesktopTest {
 };
 
 TEST_F(WindowBaseTest, OpenAndCloseComeOnceAndDropsArriveWhileOpenForAKnownType) {
-  HeadlessDragItem drag({});
+  FileDragItem drag({});
   window->RaiseOpen();
   window->RaiseOpen();
   window->AcceptFileDrop("test/unknown");

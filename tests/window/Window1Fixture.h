@@ -1,6 +1,6 @@
 #pragma once
 
-// A Window1 on a headless desktop, with its start-up folder and the dropped files in a scratch
+// Window1 on a headless desktop, with its start-up folder and the dropped files in a scratch
 // folder, and a checker on its list.
 
 #include <gtest/gtest.h>
@@ -9,8 +9,8 @@
 
 #include "Support.h"
 #include "app/App.h"
-#include "platform/toolkit/Desktop.h"
-#include "window/Window1.h"
+#include "platform/toolkit/Headless.h"
+#include "tests/support/TestWindow.h"
 
 namespace window_test {
 
@@ -19,23 +19,7 @@ using toolkit::Ref;
 using toolkit::String;
 using Strings = std::vector<std::string>;
 
-// Window1 with relative paths resolving against a folder of the test's choosing, or giving
-// nil, or raising.
-class TestWindow : public Window1 {
- public:
-  enum class Start { InFolder, Nil, Raises };
-
-  explicit TestWindow(fs::path folder) : base(std::move(folder)) {}
-  fs::path base;
-  Start start = Start::InFolder;
-
- protected:
-  Ref<FolderItem> GetFolderItem(const String& path, int pathType) const override {
-    if (start == Start::Nil || pathType != 0) return nullptr;
-    if (start == Start::Raises) throw toolkit::IOException("the disk is gone");
-    return Ref<FolderItem>::New(base / path.Bytes());
-  }
-};
+using test_support::TestWindow;
 
 class Window1Test : public ::testing::Test {
  protected:
@@ -52,7 +36,7 @@ class Window1Test : public ::testing::Test {
       items.push_back(name.empty() ? nullptr
                                    : Ref<FolderItem>::New(scratch.path() / "drop" / name));
     desktop.SetOptionKey(option);
-    toolkit::HeadlessDragItem drag(std::move(items));
+    toolkit::FileDragItem drag(std::move(items));
     window->RaiseDropObject(drag, 0);
   }
 

@@ -1,8 +1,10 @@
-#include "platform/toolkit/EventLoop.h"
+#include "platform/toolkit/Headless.h"
 
 #include <algorithm>
 #include <iterator>
 #include <utility>
+
+#include "platform/toolkit/ListModel.h"
 
 namespace toolkit {
 
@@ -67,6 +69,27 @@ std::size_t HeadlessEventLoop::AdvanceClock(std::int64_t ms) {
   }
   now_ = until;
   return ran;
+}
+
+HeadlessDesktop::HeadlessDesktop() : previous_(Install(this)) {}
+
+HeadlessDesktop::~HeadlessDesktop() {
+  // Only put back what this one replaced if nobody has installed another meanwhile.
+  Desktop* const now = Install(previous_);
+  if (now != this) Install(now);
+}
+
+bool HeadlessDesktop::OptionKey() {
+  ++optionKeyReads_;
+  return optionKey_;
+}
+
+Ref<Listbox> HeadlessDesktop::NewListbox() {
+  return Ref<ListModel>::New();
+}
+
+Ref<Label> HeadlessDesktop::NewLabel() {
+  return Ref<HeadlessLabel>::New();
 }
 
 }  // namespace toolkit
