@@ -83,16 +83,18 @@ Settings Hosted(const Change& change) {
     if (h.windowFlags().testFlag(flag)) buttons += name;
   for (QWidget* w = h.nextInFocusChain(); w != &h; w = w->nextInFocusChain())
     if (w->parentWidget() == h.centralWidget() && (w->focusPolicy() & Qt::TabFocus))
-      tabOrder += " " + w->objectName().toStdString();
+      tabOrder.append(" ").append(w->objectName().toStdString());
   const auto is = [](const char* setting, bool b) {
-    return setting + std::string(b ? ": yes" : ": no");
+    return std::string(setting) + (b ? ": yes" : ": no");
   };
-  const auto number = [](const char* setting, int n) { return setting + std::to_string(n); };
+  const auto number = [](const char* setting, int n) {
+    return std::string(setting) + std::to_string(n);
+  };
   const QSize least = h.minimumSize(), most = h.maximumSize();
   const QPoint off = h.geometry().center() - h.screen()->availableGeometry().center();
   return {
-      "title: " + h.windowTitle().toStdString(), is("plain window", h.windowType() == Qt::Window),
-      buttons,
+      std::string("title: ") + h.windowTitle().toStdString(),
+      is("plain window", h.windowType() == Qt::Window), buttons,
       least == most ? "sizes: one"
                     : number("sizes: ", least.width()) + number("x", least.height()) +
                           number(" to ", most.width()) + number("x", most.height()),
@@ -112,9 +114,10 @@ Settings Hosted(const Change& change) {
       is("list drop indicator", v.showDropIndicator()),
       number("list sorted by: ",
              v.header()->isSortIndicatorShown() ? v.header()->sortIndicatorSection() : -1),
-      v.testAttribute(Qt::WA_SetFont) ? "list font: " + v.font().family().toStdString() + " " +
-                                            std::to_string(v.font().pointSize())
-                                      : "list font: the system's",
+      v.testAttribute(Qt::WA_SetFont)
+          ? std::string("list font: ") + v.font().family().toStdString() + " " +
+                std::to_string(v.font().pointSize())
+          : "list font: the system's",
       is("list enabled", v.isEnabled()), is("list tab stop", v.focusPolicy() == Qt::StrongFocus),
       tabOrder,
       is("help wraps centred from the top",
@@ -202,7 +205,8 @@ TEST(WindowDesign, EachPropertyBecomesASettingOfItsWidget) {
       {OfLabel("Label1", [](auto& d) { d.Selectable = true; }),
        {"help selection: 3", "tab order: lb Label1"}},
       {OfLabel("Label1", [](auto& d) { d.Enabled = false; }), {"help enabled: no"}},
-      {OfLabel("Label2", [](auto& d) { d.FontSize = 0; }), {"strip font size: " + systemSize}},
+      {OfLabel("Label2", [](auto& d) { d.FontSize = 0; }),
+       {std::string("strip font size: ") + systemSize}},
   };
   for (const auto& c : cases)
     EXPECT_EQ(Hosted(c.change), With(designed, c.differs)) << c.differs[0];
