@@ -19,36 +19,13 @@
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/WindowHost.h"
 #include "tests/support/Scratch.h"
-#include "window/Window1.h"
+#include "tests/support/TestWindow.h"
 
 namespace {
 
-using toolkit::FolderItem;
+using test_support::TestWindow;
 using toolkit::Ref;
 using window_test::fs::path;
-
-// Window1 with its start-up folder below a scratch folder.
-class TestWindow : public Window1 {
- public:
-  explicit TestWindow(path base) : base_(std::move(base)) {}
-
-  // Runs inside each drop, once the window has dealt with it.
-  std::function<void()> AfterDrop;
-
- protected:
-  void Event_DropObject(toolkit::DragItem& obj, int action) override {
-    Window1::Event_DropObject(obj, action);
-    if (AfterDrop) AfterDrop();
-  }
-
-  Ref<FolderItem> GetFolderItem(const toolkit::String& p, int pathType) const override {
-    (void)pathType;
-    return Ref<FolderItem>::New(base_ / p.Bytes());
-  }
-
- private:
-  path base_;
-};
 
 // The program's window on the Qt desktop, started as the program starts it, with one
 // receipt in its start-up folder.
@@ -58,7 +35,6 @@ class WindowHostTest : public ::testing::Test {
     temp.Write("exe/Supplemental Data/_MASReceipt/Sample.receipt", window_test::Receipt());
     window = toolkit::Window::Make<TestWindow>(temp.path() / "exe");
     host = std::make_unique<qt::WindowHost>(window);
-    host->show();
     window->RaiseOpen();
     app->RaiseOpen();
     host->SyncMenus();
@@ -221,7 +197,7 @@ TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenAndInViewAtTheEndOfALongList) {
 TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {
   view().setCurrentIndex(host->ItemModel()->index(0, 0));
   QApplication::clipboard()->clear();
-  host->Action("EditCopy")->trigger();
+  host->findChild<QAction*>("EditCopy")->trigger();
   EXPECT_EQ(QApplication::clipboard()->text(),
             QString::fromStdString(list().Cell(0, 0).Bytes() + "\t" + list().Cell(0, 1).Bytes() +
                                    "\t" + list().Cell(0, 2).Bytes()));
