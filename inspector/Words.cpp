@@ -84,7 +84,7 @@ QString WhyNoReceipt(const std::filesystem::path& path,
   const QString name = FromUtf8(path.string());
   std::error_code ec;
   const auto status = std::filesystem::status(path, ec);
-  if (ec) return QStringLiteral("The system can't reach %1: %2.").arg(name, FromUtf8(ec.message()));
+  if (ec) return QStringLiteral("the system can't reach %1: %2.").arg(name, FromUtf8(ec.message()));
   switch (status.type()) {
     case std::filesystem::file_type::regular:
       break;
@@ -102,17 +102,17 @@ QString WhyNoReceipt(const std::filesystem::path& path,
   }
   if (!std::ifstream(path, std::ios::binary)) {
     const int error = errno;
-    return QStringLiteral("The system won't let %1 be read: %2.")
+    return QStringLiteral("the system won't let %1 be read: %2.")
         .arg(name, QString::fromLocal8Bit(std::strerror(error)));
   }
   const Report report = examine(path);
   if (!report.container.holds)
-    return QStringLiteral("It is not PKCS#7 signed data: %1.")
+    return QStringLiteral("it is not PKCS#7 signed data: %1.")
         .arg(FromUtf8(report.container.reason));
   if (!report.receipt.readable.holds)
-    return QStringLiteral("Its signed content is not an attribute set: %1.")
+    return QStringLiteral("its signed content is not an attribute set: %1.")
         .arg(FromUtf8(report.receipt.readable.reason));
-  return QStringLiteral("It reads as a receipt now; it may have changed since it was dropped.");
+  return QStringLiteral("it reads as a receipt now; it may have changed since it was dropped.");
 }
 
 }  // namespace inspector
