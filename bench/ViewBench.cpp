@@ -20,6 +20,7 @@
 #include <QDropEvent>
 #include <QKeyEvent>
 #include <QMimeData>
+#include <QTableView>
 #include <QTreeView>
 #include <QUrl>
 #include <chrono>
