@@ -147,6 +147,11 @@ void Inspector::SetMachineIdentifiers(std::vector<Examination::DeviceIdentifier>
 void Inspector::SetShown(bool shown) {
   if (shown == Shown()) return;
   dock_->setVisible(shown);
+  // The first time, the pane takes two fifths of the window; after that, what the person set.
+  if (shown && !sized_) {
+    sized_ = true;
+    host_.resizeDocks({dock_}, {host_.width() * 2 / 5}, Qt::Horizontal);
+  }
   show_->setChecked(shown);
   Follow();
 }

@@ -83,6 +83,7 @@ class Inspector final : public QObject {
   Chooser chooser_;
   std::vector<Examination::DeviceIdentifier> machine_;
   bool machineRead_ = false;
+  bool sized_ = false;
   std::size_t examinations_ = 0;
   std::uint64_t shownId_ = 0;  // the list's id of the top row the pane shows, 0 for none
 };
