@@ -20,6 +20,7 @@
 #include <QDropEvent>
 #include <QKeyEvent>
 #include <QMimeData>
+#include <QTableView>
 #include <QTreeView>
 #include <QUrl>
 #include <chrono>
@@ -32,6 +33,8 @@
 
 #include "app/App.h"
 #include "bench/Ratios.h"
+#include "examination/Examination.h"
+#include "inspector/InspectorPane.h"
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/WindowHost.h"
 #include "receipts/CertTools.h"
@@ -312,6 +315,37 @@ void BM_ViewOpenLastOf10000(benchmark::State& state) {
 }
 BENCHMARK(BM_ViewOpenLastOf10000)->Unit(benchmark::kMillisecond);
 
+// The window's own reading of the large receipt: the baseline of inspecting it.
+void BM_ReadLargeReceipt(benchmark::State& state) {
+  const auto file = Ref<FolderItem>::New(LargeReceipt());
+  for (auto _ : state)
+    benchmark::DoNotOptimize(CertTools::ReadReceipt(file));
+}
+BENCHMARK(BM_ReadLargeReceipt)->Unit(benchmark::kMillisecond);
+
+// The inspector opening on the large receipt: the file examined (signature, chain, every
+// attribute), the pane filled with its verdict, attributes and purchases, and painted.
+void BM_InspectLargeReceipt(benchmark::State& state) {
+  inspector::InspectorPane pane;
+  pane.resize(480, 700);
+  pane.show();
+  QCoreApplication::processEvents();
+  for (auto _ : state) {
+    pane.Show(Examination::ExamineFile(LargeReceipt()), {});
+    pane.repaint();
+    QCoreApplication::processEvents();
+    state.PauseTiming();
+    if (pane.PurchaseView()->model()->rowCount() == 0) {
+      state.SkipWithError("no purchases shown");
+      break;
+    }
+    pane.ShowMessage({});
+    QCoreApplication::processEvents();
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(BM_InspectLargeReceipt)->Unit(benchmark::kMillisecond);
+
 // Each run needs 10,000 rows dropped anew, which takes seconds: one clearing a run.
 void BM_ViewClear10000(benchmark::State& state) {
   Program& program = Program::Get();
@@ -351,6 +385,7 @@ int main(int argc, char** argv) {
     const std::string most = std::to_string(kMostFiles);
     for (const std::string n : {"1000", "10000", most.c_str()})
       reporter.PrintRatio("BM_ViewDrop/" + n, "BM_ReadReceipts/" + n);
+    reporter.PrintRatio("BM_InspectLargeReceipt", "BM_ReadLargeReceipt");
     // How the time per row of the largest drop compares with the smallest's.
     reporter.PrintRatio("BM_ViewDrop/" + most, "BM_ViewDrop/1000",
                         1000.0 / static_cast<double>(kMostFiles), " per row");

@@ -1,6 +1,7 @@
 // Makes the README's picture: the window as the program starts it beside the sample receipts of
-// the source tree, on Qt's offscreen platform, with the last row open. Not a test; the target
-// readme-screenshot runs it with the picture's path.
+// the source tree, on Qt's offscreen platform, with the last row open and, where the App Store's
+// receipts are beside the checkout, one of them opened and shown in the inspector. Not a test;
+// the target readme-screenshot runs it with the picture's path.
 #include <QApplication>
 #include <QImage>
 #include <QTest>
@@ -9,6 +10,7 @@
 #include <stdexcept>
 
 #include "app/App.h"
+#include "inspector/Inspector.h"
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/WindowHost.h"
 #include "window/Window1.h"
@@ -31,6 +33,7 @@ void Grab(const char* picture) {
   const auto app = StartApplication();
   const auto window = toolkit::Window::Make<SourceTreeWindow>();
   qt::WindowHost host(window);
+  auto* inspector = new inspector::Inspector(host, window);
   window->RaiseOpen();
   app->RaiseOpen();
   const auto rows = window->lb()->ListCount();
@@ -40,6 +43,16 @@ void Grab(const char* picture) {
     throw std::runtime_error("the window did not show");
   if (window->lb()->ListCount() <= rows)
     throw std::runtime_error("the last sample did not open into its attributes");
+  const std::filesystem::path real =
+      std::filesystem::path(QM_SOURCE_DIR) / "../shared/receipts/mac-2023-sha256-purchases.receipt";
+  if (std::filesystem::exists(real)) {
+    inspector->SetChooser([&](QWidget*) { return QStringList{QString::fromStdString(real)}; });
+    inspector->Open();
+    host.resize(1000, 560);
+    host.ListView()->setCurrentIndex(host.ItemModel()->IndexOf(window->lb()->LastIndex()));
+    inspector->SetShown(true);
+    QTest::qWait(50);
+  }
   if (!host.grab().toImage().save(picture)) throw std::runtime_error("cannot write the picture");
 }
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "app/App.h"
+#include "inspector/Inspector.h"
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/WindowHost.h"
 #include "window/Window1.h"
@@ -29,7 +30,8 @@ int Run(int argc, char** argv) {
   // that Qt delivers is guarded on its own.
   const auto app = StartApplication();
   const auto window = Window1::Instance();
-  qt::WindowHost host(window);  // shown as the window's design says
+  qt::WindowHost host(window);             // shown as the window's design says
+  new inspector::Inspector(host, window);  // the host's child
   window->RaiseOpen();
   app->RaiseOpen();
   host.SyncMenus();

@@ -1,8 +1,10 @@
 #!/usr/bin/python3
 """Reads Quellmark's window through the accessibility tree; the half of window-check that talks
 to AT-SPI. Arguments: the program's process id, how many seconds it may take to come up on
-the accessibility bus, then the names that the list must show as its
-rows, in order. Exits 0 when the window shows them and the first one opens into attribute rows.
+the accessibility bus, the words the inspector's verdict on the first row must begin with
+(empty: not looked at), then the names that the list must show as its rows, in order. Exits 0
+when the window shows them, the first one opens into attribute rows and, with Ctrl+I, the
+inspector shows its verdict.
 
 Debian's /usr/bin/python3 is meant: pyatspi comes from python3-pyatspi.
 """
@@ -83,9 +85,10 @@ def rows(tree):
 
 def main():
     if len(sys.argv) < 4:
-        fail("usage: window-check.py PID SECONDS [ROW NAME]...")
+        fail("usage: window-check.py PID SECONDS VERDICT [ROW NAME]...")
     pid = int(sys.argv[1])
-    expected = sys.argv[3:]
+    verdict = sys.argv[3]
+    expected = sys.argv[4:]
 
     app = wait_for("the program on the accessibility bus", lambda: application(pid), pid,
                    float(sys.argv[2]))
@@ -121,6 +124,24 @@ def main():
         fail(f"the first row opened into {children}, expected attribute rows with a key")
     print(f"window-check: {names[0]} opens into {len(children)} attribute rows, "
           f"the first {children[0][1]!r}")
+    if not verdict:
+        return
+
+    # The first row is selected: the inspector shows its verdict as the first of its lines.
+    subprocess.run(["xdotool", "key", "ctrl+i"], check=True)
+    line = wait_for("the inspector's verdict", lambda: verdict_line(app), pid)
+    if not line.startswith(verdict):
+        fail(f"the inspector says {line!r}, expected it to begin with {verdict!r}")
+    print(f"window-check: the inspector says {line!r}")
+
+
+def verdict_line(app):
+    """The inspector's signature line, when it shows: a label described as "Signature"."""
+    for obj in descendants(app):
+        if (obj.getRole() == pyatspi.ROLE_LABEL and obj.description == "Signature"
+                and obj.getState().contains(pyatspi.STATE_SHOWING) and obj.name):
+            return obj.name
+    return None
 
 
 if __name__ == "__main__":

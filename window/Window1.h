@@ -121,7 +121,9 @@ class Window1 : public toolkit::Window {
  private:
   // Backspace and forward delete clear the list, from the list and from the window alike.
   bool ClearKey(const toolkit::String& key);
-  void AddInfoRow(const toolkit::String& name, const toolkit::String& info);
+  // A row that says why `name` is no receipt; `source` is the item it was made from.
+  void AddInfoRow(const toolkit::String& name, const toolkit::String& info,
+                  const toolkit::Ref<toolkit::FolderItem>& source);
   // The children of a "MACs" row: the primary row, then one row per built-in interface.
   void AddInterfaceRows(toolkit::Listbox& list);
 };

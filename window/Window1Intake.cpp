@@ -73,21 +73,22 @@ void Window1::Event_DropObject(toolkit::DragItem& obj, int action) {
         file = nullptr;
       }
       if (!file || !file->Exists() || file->Directory()) {
-        if (showRejects) AddInfoRow(name, "No MAS receipt in app");
+        if (showRejects) AddInfoRow(name, "No MAS receipt in app", item);
         continue;
       }
     } else if (item->Directory()) {
-      if (showRejects) AddInfoRow(name, "Ignored (folder)");
+      if (showRejects) AddInfoRow(name, "Ignored (folder)", item);
       continue;
     } else {
       file = item;
     }
-    if (!listReceipt(file, name) && showRejects) AddInfoRow(name, "Not a MAS receipt");
+    if (!listReceipt(file, name) && showRejects) AddInfoRow(name, "Not a MAS receipt", file);
   }
 }
 
-void Window1::AddInfoRow(const String& name, const String& info) {
+void Window1::AddInfoRow(const String& name, const String& info, const Ref<FolderItem>& source) {
   lb()->AddRow({name, "", info});
+  if (source) lb()->RowSource(lb()->LastIndex(), source);
 }
 
 bool Window1::listReceipt(const Ref<FolderItem>& file, const String& name) {
@@ -98,6 +99,7 @@ bool Window1::listReceipt(const Ref<FolderItem>& file, const String& name) {
     lb()->AddFolder(name);
     // The row keeps the whole record, so that opening it needs the file no more.
     lb()->RowTag(lb()->LastIndex(), attributes);
+    lb()->RowSource(lb()->LastIndex(), file);
     return true;
   } catch (const toolkit::RuntimeException&) {
     return false;  // a row already added stays

@@ -83,7 +83,7 @@ void ListModel::Add(std::vector<String> cells, bool folder) {
   const std::uint64_t id = nextId_++;
   std::vector<std::uint64_t>& siblings = parent == 0 ? top_ : children_[parent];
   rows_.insert(rows_.begin() + at, Row{id, parent, static_cast<std::int64_t>(siblings.size()),
-                                       depth, std::move(cells), Variant(), folder, false});
+                                       depth, std::move(cells), Variant(), nullptr, folder, false});
   siblings.push_back(id);
   if (at + 1 < ListCount()) Moved(at);  // what stood at `at` and below is a row further down
   rowOfId_[id] = at;

@@ -64,6 +64,10 @@ class ListModel final : public Listbox {
   void Cell(std::int64_t row, std::int64_t column, const String& text) override;
   Variant RowTag(std::int64_t row) const override { return At(row).tag; }
   void RowTag(std::int64_t row, const Variant& tag) override;
+  Ref<FolderItem> RowSource(std::int64_t row) const override { return At(row).source; }
+  void RowSource(std::int64_t row, const Ref<FolderItem>& source) override {
+    At(row).source = source;
+  }
   std::int64_t RowDepth(std::int64_t row) const override { return At(row).depth; }
   bool RowIsFolder(std::int64_t row) const override { return At(row).folder; }
   bool Expanded(std::int64_t row) const override { return At(row).expanded; }
@@ -93,6 +97,7 @@ class ListModel final : public Listbox {
     std::int64_t depth;
     std::vector<String> cells;
     Variant tag;
+    Ref<FolderItem> source;
     bool folder;
     bool expanded;
   };

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/toolkit/Controls.h"
+#include "platform/toolkit/FolderItem.h"
 #include "platform/toolkit/Variant.h"
 
 namespace toolkit {
@@ -64,6 +65,10 @@ class Listbox : public Control {
   // The row's tag, nil until set. The row holds the tag until the row goes.
   virtual Variant RowTag(std::int64_t row) const = 0;
   virtual void RowTag(std::int64_t row, const Variant& tag) = 0;
+  // The file or folder the row was made from, nil until set; beside the tag, for a view that
+  // looks at the file again. Setting it changes nothing that the row shows.
+  virtual Ref<FolderItem> RowSource(std::int64_t row) const = 0;
+  virtual void RowSource(std::int64_t row, const Ref<FolderItem>& source) = 0;
   virtual std::int64_t RowDepth(std::int64_t row) const = 0;
   virtual bool RowIsFolder(std::int64_t row) const = 0;
   virtual bool Expanded(std::int64_t row) const = 0;

@@ -1,0 +1,202 @@
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QClipboard>
+#include <QDockWidget>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMimeData>
+#include <QTableView>
+#include <QTest>
+#include <QUrl>
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Support.h"
+#include "app/App.h"
+#include "inspector/Inspector.h"
+#include "inspector/InspectorPane.h"
+#include "platform/qt/QtDesktop.h"
+#include "platform/qt/WindowHost.h"
+#include "tests/support/TestWindow.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::TestWindow;
+
+const fs::path kReal = QM_SHARED_RECEIPTS;
+
+// The program's window with its inspector, offscreen, started with an empty start-up folder.
+class InspectorTest : public ::testing::Test {
+ protected:
+  InspectorTest() {
+    window = toolkit::Window::Make<TestWindow>(temp.path() / "exe");
+    host = std::make_unique<qt::WindowHost>(window);
+    inspector = new inspector::Inspector(*host, window);
+    inspector->SetMachineIdentifiers({});
+    inspector->SetChooser([this](QWidget*) { return chosen; });
+    host->show();
+    window->RaiseOpen();
+    app->RaiseOpen();
+  }
+
+  // File > Open… with `paths` chosen.
+  void Open(const std::vector<fs::path>& paths) {
+    chosen.clear();
+    for (const auto& p : paths)
+      chosen << QString::fromStdString(p.string());
+    inspector->OpenAction()->trigger();
+  }
+  // Selects the list's row `row` as a person does.
+  void Select(std::int64_t row) {
+    host->ListView()->setCurrentIndex(host->ItemModel()->IndexOf(row));
+  }
+  std::vector<std::vector<std::string>> Rows() const {
+    std::vector<std::vector<std::string>> rows;
+    const auto list = window->lb();
+    for (std::int64_t r = 0; r < list->ListCount(); ++r)
+      rows.push_back({list->Cell(r, 0).Bytes(), list->Cell(r, 2).Bytes()});
+    return rows;
+  }
+  QString Line(std::size_t i) const { return inspector->Pane()->Lines()[i]->text(); }
+
+  test_support::ScratchFolder temp;
+  qt::QtDesktop desktop;
+  toolkit::Ref<App> app = StartApplication();
+  toolkit::Ref<TestWindow> window;
+  std::unique_ptr<qt::WindowHost> host;
+  inspector::Inspector* inspector;
+  QStringList chosen;
+};
+
+// The App Store's own receipts: the verdict, the count of purchases that the receipts' README
+// gives, and the JSON on the clipboard with the bundle id that the window's own reader shows.
+TEST_F(InspectorTest, ShowsAndCopiesTheExaminationOfRealReceipts) {
+  if (!fs::exists(kReal)) GTEST_SKIP() << kReal << " is absent: no real receipts to inspect";
+  struct Case {
+    const char* file;
+    std::size_t purchases;
+    const char* line;
+  };
+  const Case cases[] = {
+      {"mac-2015.receipt", 0, "No purchases"},                   // none, said as none
+      {"mac-2023-sha256-purchases.receipt", 3, "3 purchases"},   // SHA-256 signed
+      {"ios-2020-sandbox-large.receipt", 187, "187 purchases"},  // the long table
+  };
+  inspector->SetShown(true);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.file);
+    Open({kReal / c.file});
+    const std::int64_t row = window->lb()->LastIndex();
+    ASSERT_EQ(window->lb()->Cell(row, 0).Bytes(), c.file);
+    Select(row);
+    EXPECT_EQ(Line(0), "Signed by Apple");
+    EXPECT_EQ(Line(2), c.line);
+    EXPECT_EQ(inspector->Pane()->PurchaseView()->model()->rowCount(),
+              static_cast<int>(c.purchases));
+
+    inspector->CopyJsonAction()->trigger();
+    const auto json = nlohmann::json::parse(QApplication::clipboard()->text().toStdString());
+    EXPECT_EQ(json["receipt"]["in_app"].size(), c.purchases);
+    // The window's reader shows attribute 2 among the row's children.
+    window->lb()->Expanded(row, true);
+    std::string bundle;
+    for (std::int64_t r = row + 1; r < window->lb()->ListCount(); ++r) {
+      if (window->lb()->Cell(r, 1).Bytes().starts_with("2 "))
+        bundle = window->lb()->Cell(r, 2).Bytes();
+    }
+    EXPECT_FALSE(bundle.empty());
+    EXPECT_EQ(json["receipt"]["bundle_id"], bundle);
+    window->lb()->Expanded(row, false);
+  }
+}
+
+// Open… goes through the drop's intake: the same items give the same rows, the Option key up.
+TEST_F(InspectorTest, OpenGivesTheRowsOfADrop) {
+  const fs::path receipt = temp.Write("in/a.receipt", window_test::Receipt());
+  const fs::path text = temp.Write("in/notes.txt", std::string_view("not a receipt"));
+  const fs::path bundle = temp.path() / "in/Empty.app";
+  fs::create_directories(bundle);
+  const std::vector<fs::path> items = {receipt, text, bundle};
+
+  Open(items);
+  const auto opened = Rows();
+  window->lb()->DeleteAllRows();
+  QMimeData mime;
+  QList<QUrl> urls;
+  for (const auto& f : items)
+    urls << QUrl::fromLocalFile(QString::fromStdString(f.string()));
+  mime.setUrls(urls);
+  QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(host->ListView()->viewport(), &enter);
+  QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(host->ListView()->viewport(), &drop);
+  EXPECT_EQ(Rows(), opened);
+  EXPECT_EQ(opened.size(), 1u) << "several items, Option up: only the receipt";
+
+  Open({text});  // one item: it says why
+  EXPECT_EQ(Rows().back(), (std::vector<std::string>{"notes.txt", "Not a MAS receipt"}));
+}
+
+// While the pane is hidden nothing is examined; shown, each receipt once, and the device field
+// checks the hash again without reading the file.
+TEST_F(InspectorTest, ExaminesOnlyWhileShownAndRechecksWithoutReading) {
+  Open({temp.Write("in/a.receipt", window_test::Receipt()),
+        temp.Write("in/b.receipt", window_test::Receipt())});
+  Select(0);
+  Select(1);
+  inspector->CopyJsonAction()->trigger();  // asked for: one examination
+  EXPECT_EQ(inspector->Examinations(), 1u);
+
+  inspector->ShowAction()->trigger();
+  ASSERT_TRUE(inspector->Dock()->isVisible());
+  EXPECT_EQ(inspector->Examinations(), 2u);
+  EXPECT_TRUE(Line(0).startsWith("Not trusted: ")) << Line(0).toStdString();
+  EXPECT_EQ(Line(1), "No device can be told: the receipt has no attribute 4, 5");
+
+  QLineEdit* field = inspector->Pane()->IdentifierField();
+  EXPECT_EQ(field->accessibleName(), "Device identifier");
+  QTest::keyClicks(field, "zz");
+  field->setText("02:00:00:00:00:01");
+  EXPECT_EQ(inspector->Examinations(), 2u) << "the report is kept";
+
+  inspector->ShowAction()->trigger();
+  Select(0);
+  EXPECT_EQ(inspector->Examinations(), 2u) << "hidden again";
+}
+
+// A row that is no receipt says why in the system's words; its own text stays.
+TEST_F(InspectorTest, SaysWhyARowIsNoReceipt) {
+  const fs::path fifo = temp.path() / "pipe.receipt";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const fs::path locked = temp.Write("locked.receipt", window_test::Receipt());
+  fs::permissions(locked, fs::perms::none);
+  struct Case {
+    fs::path item;
+    const char* row;
+    const char* why;
+  };
+  const Case cases[] = {
+      {fifo, "Not a MAS receipt", "is a FIFO (a named pipe), not a regular file"},
+      {temp.Write("t.txt", std::string_view("text")), "Not a MAS receipt", "not PKCS#7"},
+      {temp.path() / "Gone.app", "No MAS receipt in app", "No such file or directory"},
+      {locked, "Not a MAS receipt", "Permission denied"},  // unless root, who reads anyway
+  };
+  fs::create_directories(temp.path() / "Gone.app");
+  inspector->SetShown(true);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.item);
+    if (geteuid() == 0 && c.item == locked) continue;
+    Open({c.item});
+    Select(window->lb()->LastIndex());
+    EXPECT_EQ(window->lb()->Cell(window->lb()->LastIndex(), 2).Bytes(), c.row);
+    EXPECT_TRUE(Line(0).contains(c.why)) << Line(0).toStdString();
+  }
+}
+
+}  // namespace
