@@ -202,22 +202,28 @@ class SetEntries {
     Cursor rawOfDecoded;  // the OCTET STRING contents of the record that gave it
   };
 
-  // The attribute of `number`, a new one when the number is new.
+  // The attribute of `number`, a new one when the number is new. Records of one number tend to
+  // come together (a receipt's purchases do), so the last one found is tried first.
   Attribute& Find(std::int64_t number) {
+    if (last_ < attributes_.size() && attributes_[last_].number == number)
+      return attributes_[last_];
     if (attributes_.empty()) {  // a receipt has about a dozen numbers
       attributes_.reserve(16);
       indexes_.Reserve(16);
     }
     const auto [index, added] =
         indexes_.FindOrAdd(number, static_cast<std::int64_t>(attributes_.size()));
-    if (!added) return attributes_[static_cast<std::size_t>(index.Int64Value())];
-    attributes_.push_back(
-        Attribute{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)});
-    return attributes_.back();
+    if (added) {
+      attributes_.push_back(
+          Attribute{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)});
+    }
+    last_ = static_cast<std::size_t>(index.Int64Value());
+    return attributes_[last_];
   }
 
   std::vector<Attribute> attributes_;  // in the order of their numbers' first records
   Dictionary indexes_;                 // attribute number -> its index in attributes_
+  std::size_t last_ = 0;               // the index of the attribute found last
 };
 
 // `octets` are the contents of the attribute's OCTET STRING; `toRecordEnd` starts at the same
