@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/toolkit/Desktop.h"
+#include "platform/toolkit/Headless.h"
 
 namespace {
 
