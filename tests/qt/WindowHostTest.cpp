@@ -114,12 +114,14 @@ TEST_F(WindowHostTest, ALongDropShowsABusyPointerUntilItEnds) {
 }
 
 // URLs as a file manager sends them: the bytes of a name reach its row whether or not they are
-// UTF-8, and show in one line; a folder written with a separator at its end keeps its name; a
-// FIFO, dropped as a file or inside a bundle, is no receipt and blocks nothing.
+// UTF-8, and show in one line, in the order of its characters; a folder written with a separator at
+// its end keeps its name; a FIFO, dropped as a file or inside a bundle, is no receipt and blocks
+// nothing.
 TEST_F(WindowHostTest, DroppedURLsNameTheirFilesAndNoFileBlocks) {
   const path drop = temp.path() / "drop";
   Receipt("bad\xFFname.receipt");
   Receipt("two\nlines.receipt");
+  Receipt("abc\u202Etxt.exe\u202C def");
   temp.Write("drop/Good.app/Contents/_MASReceipt/receipt", window_test::Receipt());
   temp.Folder("drop/Stuff");
   temp.Folder("drop/Pipe.app/Contents/_MASReceipt");
@@ -132,6 +134,8 @@ TEST_F(WindowHostTest, DroppedURLsNameTheirFilesAndNoFileBlocks) {
   } cases[] = {
       {"bad%FFname.receipt", "bad\xFFname.receipt|| +", "bad\uFFFDname.receipt"},
       {"two%0Alines.receipt", "two\nlines.receipt|| +", "two\u21B5lines.receipt"},
+      {"abc%E2%80%AEtxt.exe%E2%80%AC%20def", "abc\u202Etxt.exe\u202C def|| +",
+       "abc\u2039RLO\u203Atxt.exe\u2039PDF\u203A def"},
       {"Good.app/", "Good.app|| +", "Good.app"},
       {"Stuff/", "Stuff||Ignored (folder)", "Stuff"},
       {"pipe.receipt", "pipe.receipt||Not a MAS receipt", "pipe.receipt"},
