@@ -192,32 +192,20 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
       connect(view_, &QTreeView::expanded, this, [this](const QModelIndex& index) {
         const std::int64_t row = model_->ListRow(index);
         if (row >= 0) Guard([&] { model_->List()->Expanded(row, true); });
+        RevealOpened(index);
       });
       connect(view_, &QTreeView::collapsed, this, [this](const QModelIndex& index) {
         const std::int64_t row = model_->ListRow(index);
         if (row >= 0) Guard([&] { model_->List()->Expanded(row, false); });
       });
       model_->OnVisibility = [this](bool visible) { view_->setVisible(visible); };
-      // A row that the program opens or closes shows so in the view; one that it opens is
-      // scrolled into view with its children, once they are there.
+      // A row that the program opens or closes shows so in the view, which tells of the opening
+      // as of one by the person: the row comes into view with its children.
       model_->OnRowChanged = [this](std::int64_t row) {
         const QModelIndex index = model_->IndexOf(row);
         const bool open = model_->List()->Expanded(row);
         if (!index.isValid() || view_->isExpanded(index) == open) return;
         view_->setExpanded(index, open);
-        if (!open) return;
-        QMetaObject::invokeMethod(
-            this,
-            [this, opened = QPersistentModelIndex(index)] {
-              const std::int64_t r = model_->ListRow(opened);
-              if (r < 0) return;
-              const auto& rows = model_->List();
-              std::int64_t last = r;
-              while (last + 1 < rows->ListCount() && rows->RowDepth(last + 1) > rows->RowDepth(r))
-                ++last;
-              Reveal(r, last);
-            },
-            Qt::QueuedConnection);
       };
       controls.push_back({{view_, d}, list->Visible()});
     } else if (const auto label = control.As<QtLabel>()) {
@@ -372,6 +360,21 @@ void WindowHost::Reveal(std::int64_t first, std::int64_t last) {
   const QModelIndex start = model_->IndexOf(first);
   if (end.isValid()) view_->scrollTo(end);
   if (start.isValid()) view_->scrollTo(start);
+}
+
+void WindowHost::RevealOpened(const QModelIndex& index) {
+  QMetaObject::invokeMethod(
+      this,
+      [this, opened = QPersistentModelIndex(index)] {
+        const std::int64_t r = model_->ListRow(opened);
+        if (r < 0 || !model_->List()->Expanded(r)) return;
+        const auto& rows = model_->List();
+        std::int64_t last = r;
+        while (last + 1 < rows->ListCount() && rows->RowDepth(last + 1) > rows->RowDepth(r))
+          ++last;
+        Reveal(r, last);
+      },
+      Qt::QueuedConnection);
 }
 
 bool WindowHost::TakesDrop(const QList<QUrl>& urls) const {

@@ -66,6 +66,9 @@ class WindowHost final : public QMainWindow {
   void ApplyColumnWidths();
   // Scrolls the list so that its rows `first` to `last` show: as many as fit, `first` always.
   void Reveal(std::int64_t first, std::int64_t last);
+  // Once the row at `index` has opened, by the person or by the program, scrolls its children
+  // into view below it, as many as fit, the row itself always.
+  void RevealOpened(const QModelIndex& index);
   // Whether the window takes a drop of `urls`: it takes drops and one of them is a local file.
   bool TakesDrop(const QList<QUrl>& urls) const;
   // Accepts or ignores a drag that enters or moves over the window.

@@ -5,10 +5,12 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QMimeData>
+#include <QScrollBar>
 #include <QTest>
 #include <QTimer>
 #include <QToolTip>
 #include <QUrl>
+#include <functional>
 #include <memory>
 
 #include <sys/stat.h>
@@ -196,6 +198,66 @@ TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenAndInViewAtTheEndOfALongList) {
   };
   EXPECT_TRUE(
       QTest::qWaitFor([&] { return shows(root) && shows(root.model()->index(0, 0, root)); }, 2000));
+}
+
+// The last row of a long list, opened by the person with the keyboard or the mouse, scrolls its
+// attribute rows into view below it; the first row, whose rows show as they come, leaves the
+// list where it is.
+TEST_F(WindowHostTest, OpeningTheLastRowOfALongListScrollsItsRowsIntoView) {
+  ASSERT_EQ(window_test::Rows(list()), std::vector<std::string>{"Sample.receipt|| +"});
+  for (int i = 0; i < 1000; ++i)
+    list().AddRow({"row " + std::to_string(i)});
+  ASSERT_TRUE(Drop({Receipt("last.receipt")}));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+  qt::ListItemModel& model = *host->ItemModel();
+  const QModelIndex first = model.index(0, 0), last = model.index(1001, 0);
+  const auto shows = [&](const QModelIndex& index) {
+    return view().viewport()->rect().contains(view().visualRect(index));
+  };
+  const auto at = [&](const QModelIndex& row, bool onArrow) {
+    const QRect cell = view().visualRect(row);
+    return onArrow ? QPoint(cell.left() - view().indentation() / 2, cell.center().y())
+                   : cell.center();
+  };
+  const struct {
+    const char* how;
+    std::function<void(const QModelIndex&)> open;
+  } cases[] = {
+      {"Right", [&](const QModelIndex&) { QTest::keyClick(&view(), Qt::Key_Right); }},
+      {"+", [&](const QModelIndex&) { QTest::keyClick(&view(), Qt::Key_Plus); }},
+      {"a double click",
+       [&](const QModelIndex& row) {  // the first click of it, then the second
+         QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, at(row, false));
+         QTest::mouseDClick(view().viewport(), Qt::LeftButton, {}, at(row, false));
+       }},
+      {"a click on the arrow",
+       [&](const QModelIndex& row) {
+         QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, at(row, true));
+       }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.how);
+    for (const QModelIndex& row : {last, first}) {
+      view().collapse(row);
+      view().setCurrentIndex(row);
+      if (row == last)
+        view().scrollToBottom();
+      else
+        view().scrollToTop();
+      QCoreApplication::processEvents();
+      const int before = view().verticalScrollBar()->value();
+      ASSERT_TRUE(shows(row));
+      c.open(row);
+      ASSERT_TRUE(view().isExpanded(row)) << row.row();
+      ASSERT_EQ(model.rowCount(row), 2);
+      const QModelIndex child = model.index(1, 0, row);
+      EXPECT_TRUE(QTest::qWaitFor([&] { return shows(row) && shows(child); }, 2000)) << row.row();
+      QCoreApplication::processEvents();  // the scrolling, if any, is done
+      if (row == first) {
+        EXPECT_EQ(view().verticalScrollBar()->value(), before);
+      }
+    }
+  }
 }
 
 TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {
