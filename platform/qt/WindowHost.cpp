@@ -14,6 +14,7 @@
 #include <QStyleOptionFrame>
 #include <QStyledItemDelegate>
 #include <QUrl>
+#include <QWindow>
 #include <algorithm>
 #include <filesystem>
 #include <optional>
@@ -121,6 +122,11 @@ class ListTreeView final : public QTreeView {
 
 }  // namespace
 
+QSize OpeningSize(QSize wanted, QSize available, QSize minimum) {
+  if (available.isEmpty()) return wanted;
+  return wanted.boundedTo(available).expandedTo(minimum);
+}
+
 WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
     : QMainWindow(parent), window_(std::move(window)), area_(new QWidget(this)) {
   const toolkit::WindowProperties& p = window_->Properties();
@@ -226,9 +232,15 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
   }
   BuildMenus();
   menuBar()->setVisible(p.MenuBarVisible);
-  // The design's size is that of the window's content, below the menu bar.
+  // The design's size is that of the window's content, below the menu bar; a screen with less
+  // room (a small one, or one scaled up) gets a window that fits it, frame and all, the content
+  // smaller. The frame is known here where the platform draws it; a window manager's frame is
+  // known only once the window is up, and the manager keeps it on the screen.
   const int menuHeight = p.MenuBarVisible ? menuBar()->sizeHint().height() : 0;
-  resize(static_cast<int>(p.Width), static_cast<int>(p.Height) + menuHeight);
+  winId();
+  const QMargins frame = windowHandle()->frameMargins();
+  resize(OpeningSize(QSize(static_cast<int>(p.Width), static_cast<int>(p.Height) + menuHeight),
+                     screen()->availableGeometry().size().shrunkBy(frame), minimumSize()));
   if (!p.Resizeable) setFixedSize(size());
   // At its default location the window manager places the window; any other asks for the
   // middle of the screen, which the window manager may still overrule.

@@ -15,6 +15,11 @@ class QUrl;
 
 namespace qt {
 
+// The size at which a window whose design asks for `wanted` opens, on a screen with `available`
+// room for windows: `wanted` where it fits, else no larger than the room, and never below
+// `minimum`. A screen that tells no room (0 by 0) takes `wanted` as it is.
+QSize OpeningSize(QSize wanted, QSize available, QSize minimum);
+
 // The Qt window of a toolkit::Window: its controls laid out by their design and lock
 // properties, its menu bar, drops of local files, keys, and closing. An exception that leaves
 // a handler of the window ends at ReportUnhandled; the host goes on.
