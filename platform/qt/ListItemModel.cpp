@@ -1,7 +1,6 @@
 #include "platform/qt/ListItemModel.h"
 
 #include <QElapsedTimer>
-#include <QTextDocument>
 #include <QTimerEvent>
 #include <algorithm>
 
@@ -148,37 +147,12 @@ QString ShownText(std::string_view bytes) {
   return shown;
 }
 
-namespace {
-
-// A tooltip for a cell's shown text: escaped, so that Qt never takes a value for markup (an
-// <img> would make it load a file), and with a place to break in every long run of
-// characters, so that a long value without spaces wraps inside the screen.
-QString ToolTip(const QString& shown) {
-  if (shown.isEmpty()) return {};
-  constexpr int kLongestRun = 32;
-  QString breakable;
-  breakable.reserve(shown.size() + shown.size() / kLongestRun);
-  int run = 0;
-  for (const QChar c : shown) {
-    breakable += c;
-    run = c.isSpace() ? 0 : run + 1;
-    if (run >= kLongestRun && !c.isHighSurrogate()) {
-      breakable += QChar(0x200B);  // zero width space
-      run = 0;
-    }
-  }
-  return Qt::convertFromPlainText(breakable, Qt::WhiteSpaceNormal);
-}
-
-}  // namespace
-
 QVariant ListItemModel::data(const QModelIndex& index, int role) const {
   if (role != Qt::DisplayRole && role != Qt::ToolTipRole && role != Qt::AccessibleTextRole)
     return {};
   const std::int64_t row = ListRow(index);
   if (row < 0 || index.column() >= list_->ColumnCount()) return {};
-  const QString shown = ShownText(list_->Cell(row, index.column()).View());
-  return role == Qt::ToolTipRole ? ToolTip(shown) : shown;
+  return ShownText(list_->Cell(row, index.column()).View());
 }
 
 QVariant ListItemModel::headerData(int section, Qt::Orientation orientation, int role) const {

@@ -51,8 +51,8 @@ class ListItemModel final : public QAbstractItemModel,
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
   bool hasChildren(const QModelIndex& parent = {}) const override;
-  // Display, accessible text and tooltip: the cell's ShownText, the tooltip as escaped plain
-  // text that wraps.
+  // Display, accessible text and tooltip: the cell's ShownText, plain. A view shows the
+  // tooltip as the text it is through FitToolTips.
   QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
   QVariant headerData(int section, Qt::Orientation orientation,
                       int role = Qt::DisplayRole) const override;

@@ -20,6 +20,7 @@
 #include <optional>
 
 #include "platform/qt/QtDesktop.h"
+#include "platform/qt/ToolTips.h"
 #include "platform/toolkit/Desktop.h"
 #include "platform/toolkit/DragItem.h"
 
@@ -154,6 +155,7 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
       view_->setObjectName(ToQString(name));
       view_->setAccessibleName(QStringLiteral("Receipts"));
       view_->setModel(model_);
+      FitToolTips(*view_);
       view_->setSelectionMode(d.RowSelectionType == 0 ? QAbstractItemView::SingleSelection
                                                       : QAbstractItemView::ExtendedSelection);
       view_->setSelectionBehavior(QAbstractItemView::SelectRows);

@@ -270,29 +270,46 @@ TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {
 }
 
 // A value is shown as the text it is, also in its tooltip, where markup would have Qt load
-// what an <img> names; a long value's tooltip wraps inside the screen.
-TEST_F(WindowHostTest, TooltipsArePlainTextThatWraps) {
+// what an <img> names; a long value's tooltip wraps at a readable width and shows at most a
+// screenful, cut with "…"; a short one is one line.
+TEST_F(WindowHostTest, TooltipsArePlainTextThatFitsTheScreen) {
   list().DeleteAllRows();
   const std::string markup = "<img src=\"nowhere.png\"><b>com.example</b>";
   ASSERT_TRUE(Drop(
       {temp.Write("drop/markup.receipt",
                   window_test::Receipt({{2, 1, ReceiptMaker::Utf8Value(markup)},
+                                        {3, 1, ReceiptMaker::Utf8Value(std::string(5000, 'v'))},
                                         {4, 1, ReceiptMaker::HexValue(std::string(400, 'a'))}}))}));
   const QModelIndex root = host->ItemModel()->index(0, 0);
   view().expand(root);
   ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
   ASSERT_EQ(host->ItemModel()->index(0, 2, root).data().toString(), QString::fromStdString(markup));
-  for (const int row : {0, 1}) {
-    const QRect cell = view().visualRect(host->ItemModel()->index(row, 2, root));
+  const QFontMetrics metrics(QToolTip::font());
+  const struct {
+    int row;
+    bool cut;
+    int lines;  // at least
+  } cases[] = {{0, false, 1}, {1, true, 20}, {2, false, 5}};
+  for (const auto& c : cases) {
+    const QRect cell = view().visualRect(host->ItemModel()->index(c.row, 2, root));
     QHelpEvent ask(QEvent::ToolTip, cell.center(), view().viewport()->mapToGlobal(cell.center()));
     QCoreApplication::sendEvent(view().viewport(), &ask);
     QLabel* tip = nullptr;
     for (QWidget* w : QApplication::topLevelWidgets())
       if (w->objectName() == "qtooltip_label" && w->isVisible()) tip = qobject_cast<QLabel*>(w);
-    ASSERT_NE(tip, nullptr) << row;
-    EXPECT_FALSE(tip->text().contains("<img")) << row;
-    EXPECT_EQ(tip->text().contains("&lt;img src="), row == 0);
-    EXPECT_LE(tip->frameGeometry().width(), tip->screen()->availableGeometry().width()) << row;
+    ASSERT_NE(tip, nullptr) << c.row;
+    EXPECT_FALSE(tip->text().contains("<img")) << c.row;
+    EXPECT_EQ(tip->text().contains("&lt;img src="), c.row == 0);
+    EXPECT_EQ(tip->text().contains(QChar(0x2026)), c.cut) << c.row;
+    const QRect room = tip->screen()->availableGeometry();
+    EXPECT_TRUE(room.contains(tip->frameGeometry())) << c.row;
+    const int lines = tip->height() / metrics.lineSpacing();
+    EXPECT_GE(lines, c.lines) << c.row;
+    if (c.row == 0) {
+      EXPECT_LT(lines, 2) << "a short value, one line";
+    } else {
+      EXPECT_GE(tip->width(), 60 * metrics.averageCharWidth()) << c.row;
+    }
     QToolTip::hideText();
   }
 }
