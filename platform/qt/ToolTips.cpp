@@ -1,6 +1,7 @@
 #include "platform/qt/ToolTips.h"
 
 #include <QAbstractItemView>
+#include <QFontMetrics>
 #include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QHelpEvent>
@@ -34,9 +35,12 @@ class ToolTipFitter final : public QObject {
     }
     const QScreen* screen = QGuiApplication::screenAt(help->globalPos());
     if (!screen) screen = view_.screen();
-    QToolTip::showText(help->globalPos(),
-                       FittedToolTip(plain, QToolTip::font(), screen->availableGeometry().size()),
-                       view_.viewport(), view_.visualRect(index));
+    const QFont font = QToolTip::font();
+    const QSize room =
+        ToolTipRoom(help->globalPos(), screen->availableGeometry(),
+                    QFontMetrics(font).averageCharWidth() * (kReadableCharacters + 4));
+    QToolTip::showText(help->globalPos(), FittedToolTip(plain, font, room), view_.viewport(),
+                       view_.visualRect(index));
     return true;
   }
 
@@ -101,6 +105,21 @@ QString FittedToolTip(const QString& plain, const QFont& font, QSize room) {
     rich += lines[i].toHtmlEscaped();
   }
   return rich + QStringLiteral("</p>");
+}
+
+QSize ToolTipRoom(QPoint pointer, const QRect& available, int readable) {
+  // Qt puts a tip 2 points right of the pointer and 16 below it, or, where it doesn't fit
+  // there, 2 left of it and 8 above it.
+  const int right = available.x() + available.width() - pointer.x() - 2;
+  const int left = pointer.x() - 2 - available.x();
+  const int below = available.y() + available.height() - pointer.y() - 16;
+  const int above = pointer.y() - 8 - available.y();
+  const QSize beside(std::max({right, left, 0}), available.height());
+  const QSize across(available.width(), std::max({below, above, 0}));
+  const auto holds = [readable](QSize room) {
+    return static_cast<qint64>(std::min(room.width(), readable)) * room.height();
+  };
+  return holds(beside) >= holds(across) ? beside : across;
 }
 
 void FitToolTips(QAbstractItemView& view) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QFont>
+#include <QPoint>
+#include <QRect>
 #include <QSize>
 #include <QString>
 
@@ -16,9 +18,16 @@ namespace qt {
 // markup; empty for an empty text.
 QString FittedToolTip(const QString& plain, const QFont& font, QSize room);
 
+// The room for a tooltip shown for a pointer at `pointer` on a screen with `available` room
+// for it (global coordinates), in which Qt places a tip without covering the pointer: beside
+// it, the screen's height by the wider side, or below or above it, the screen's width by the
+// taller side, whichever holds more of a text whose lines are at most `readable` wide. A tip
+// under the pointer would hide at the pointer's next move.
+QSize ToolTipRoom(QPoint pointer, const QRect& available, int readable);
+
 // From now on the tooltip of an item of `view`, its Qt::ToolTipRole as plain text, shows as
-// FittedToolTip in the tooltips' font, for the screen under the pointer. The view owns what
-// this sets up.
+// FittedToolTip in the tooltips' font, in the ToolTipRoom of the screen under the pointer. The
+// view owns what this sets up.
 void FitToolTips(QAbstractItemView& view);
 
 }  // namespace qt

@@ -93,4 +93,26 @@ TEST(ToolTips, AReadableWidthAtMostAScreenfulAndTheTextAsItIs) {
   EXPECT_EQ(qt::FittedToolTip(QString(), font, large), QString());
 }
 
+// A tip as tall as the screen goes beside the pointer, on its wider side; where neither side
+// holds a readable line, it goes below or above, across the screen.
+TEST(ToolTips, TheRoomBesideOrAboveThePointer) {
+  const QRect screen(0, 0, 1280, 800), scaled(0, 0, 640, 400), second(1280, 0, 1280, 800);
+  const int readable = 500;
+  const struct {
+    const char* why;
+    QPoint pointer;
+    QRect available;
+    QSize room;
+  } cases[] = {
+      {"room on the right", {500, 400}, screen, {778, 800}},
+      {"more room on the left", {900, 400}, screen, {898, 800}},
+      {"in the middle of a small screen: above", {320, 380}, scaled, {640, 372}},
+      {"in the middle of a small screen: below", {320, 20}, scaled, {640, 364}},
+      {"near the left edge of a small screen", {100, 200}, scaled, {538, 400}},
+      {"on a second screen", {1780, 400}, second, {778, 800}},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(qt::ToolTipRoom(c.pointer, c.available, readable), c.room) << c.why;
+}
+
 }  // namespace

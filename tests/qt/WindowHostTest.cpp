@@ -5,11 +5,13 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QMimeData>
+#include <QScreen>
 #include <QScrollBar>
 #include <QTest>
 #include <QTimer>
 #include <QToolTip>
 #include <QUrl>
+#include <algorithm>
 #include <functional>
 #include <memory>
 
@@ -291,8 +293,15 @@ TEST_F(WindowHostTest, TooltipsArePlainTextThatFitsTheScreen) {
     int lines;  // at least
   } cases[] = {{0, false, 1}, {1, true, 20}, {2, false, 5}};
   for (const auto& c : cases) {
+    // The pointer in the middle of the screen, where a tip 80 characters wide fits on neither
+    // side of it.
     const QRect cell = view().visualRect(host->ItemModel()->index(c.row, 2, root));
-    QHelpEvent ask(QEvent::ToolTip, cell.center(), view().viewport()->mapToGlobal(cell.center()));
+    const int middle = view().screen()->availableGeometry().center().x();
+    const QPoint at(std::clamp(view().viewport()->mapFromGlobal(QPoint(middle, 0)).x(), cell.left(),
+                               cell.right()),
+                    cell.center().y());
+    const QPoint pointer = view().viewport()->mapToGlobal(at);
+    QHelpEvent ask(QEvent::ToolTip, at, pointer);
     QCoreApplication::sendEvent(view().viewport(), &ask);
     QLabel* tip = nullptr;
     for (QWidget* w : QApplication::topLevelWidgets())
@@ -303,6 +312,7 @@ TEST_F(WindowHostTest, TooltipsArePlainTextThatFitsTheScreen) {
     EXPECT_EQ(tip->text().contains(QChar(0x2026)), c.cut) << c.row;
     const QRect room = tip->screen()->availableGeometry();
     EXPECT_TRUE(room.contains(tip->frameGeometry())) << c.row;
+    EXPECT_FALSE(tip->frameGeometry().contains(pointer)) << c.row << ": the pointer covered";
     const int lines = tip->height() / metrics.lineSpacing();
     EXPECT_GE(lines, c.lines) << c.row;
     if (c.row == 0) {
