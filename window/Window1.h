@@ -89,6 +89,10 @@ class Window1 : public toolkit::Window {
   // False, with no row added, for a nil file, a folder, or a file that gives no receipt or
   // raises a RuntimeException while it is read.
   bool listReceipt(const toolkit::Ref<toolkit::FolderItem>& file, const toolkit::String& name);
+  // Whether a dropped item of this name is taken for an application bundle, whatever it is on
+  // disk: the name ends in ".app" in any case of its letters ("CAPS.APP"), as bundle names
+  // are read on the file systems they come from. No other comparison of names folds case.
+  static bool IsBundleName(const toolkit::String& name);
   // Adds the row "MACs" at the end and opens it. Each call adds one more.
   // When the registry can't be asked, the row stands open and empty and NilObjectException
   // leaves the call.

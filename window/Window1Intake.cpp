@@ -65,7 +65,7 @@ void Window1::Event_DropObject(toolkit::DragItem& obj, int action) {
   for (const Ref<FolderItem>& item : items) {
     const String name = item->Name();
     Ref<FolderItem> file;
-    if (toolkit::Right(name, 4) == ".app") {
+    if (IsBundleName(name)) {
       // A bundle by its name, whatever it is on disk.
       try {
         file = item->Child("Contents", true)->Child("_MASReceipt", true)->Child("receipt", true);
@@ -89,6 +89,10 @@ void Window1::Event_DropObject(toolkit::DragItem& obj, int action) {
 void Window1::AddInfoRow(const String& name, const String& info, const Ref<FolderItem>& source) {
   lb()->AddRow({name, "", info});
   if (source) lb()->RowSource(lb()->LastIndex(), source);
+}
+
+bool Window1::IsBundleName(const String& name) {
+  return toolkit::EqualFoldingASCIICase(toolkit::Right(name, 4), ".app");
 }
 
 bool Window1::listReceipt(const Ref<FolderItem>& file, const String& name) {

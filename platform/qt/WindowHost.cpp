@@ -14,6 +14,7 @@
 #include <QStyleOptionFrame>
 #include <QStyledItemDelegate>
 #include <QUrl>
+#include <QWindow>
 #include <algorithm>
 #include <filesystem>
 #include <optional>
@@ -121,6 +122,11 @@ class ListTreeView final : public QTreeView {
 
 }  // namespace
 
+QSize OpeningSize(QSize wanted, QSize available, QSize minimum) {
+  if (available.isEmpty()) return wanted;
+  return wanted.boundedTo(available).expandedTo(minimum);
+}
+
 WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
     : QMainWindow(parent), window_(std::move(window)), area_(new QWidget(this)) {
   const toolkit::WindowProperties& p = window_->Properties();
@@ -192,32 +198,20 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
       connect(view_, &QTreeView::expanded, this, [this](const QModelIndex& index) {
         const std::int64_t row = model_->ListRow(index);
         if (row >= 0) Guard([&] { model_->List()->Expanded(row, true); });
+        RevealOpened(index);
       });
       connect(view_, &QTreeView::collapsed, this, [this](const QModelIndex& index) {
         const std::int64_t row = model_->ListRow(index);
         if (row >= 0) Guard([&] { model_->List()->Expanded(row, false); });
       });
       model_->OnVisibility = [this](bool visible) { view_->setVisible(visible); };
-      // A row that the program opens or closes shows so in the view; one that it opens is
-      // scrolled into view with its children, once they are there.
+      // A row that the program opens or closes shows so in the view, which tells of the opening
+      // as of one by the person: the row comes into view with its children.
       model_->OnRowChanged = [this](std::int64_t row) {
         const QModelIndex index = model_->IndexOf(row);
         const bool open = model_->List()->Expanded(row);
         if (!index.isValid() || view_->isExpanded(index) == open) return;
         view_->setExpanded(index, open);
-        if (!open) return;
-        QMetaObject::invokeMethod(
-            this,
-            [this, opened = QPersistentModelIndex(index)] {
-              const std::int64_t r = model_->ListRow(opened);
-              if (r < 0) return;
-              const auto& rows = model_->List();
-              std::int64_t last = r;
-              while (last + 1 < rows->ListCount() && rows->RowDepth(last + 1) > rows->RowDepth(r))
-                ++last;
-              Reveal(r, last);
-            },
-            Qt::QueuedConnection);
       };
       controls.push_back({{view_, d}, list->Visible()});
     } else if (const auto label = control.As<QtLabel>()) {
@@ -238,9 +232,15 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
   }
   BuildMenus();
   menuBar()->setVisible(p.MenuBarVisible);
-  // The design's size is that of the window's content, below the menu bar.
+  // The design's size is that of the window's content, below the menu bar; a screen with less
+  // room (a small one, or one scaled up) gets a window that fits it, frame and all, the content
+  // smaller. The frame is known here where the platform draws it; a window manager's frame is
+  // known only once the window is up, and the manager keeps it on the screen.
   const int menuHeight = p.MenuBarVisible ? menuBar()->sizeHint().height() : 0;
-  resize(static_cast<int>(p.Width), static_cast<int>(p.Height) + menuHeight);
+  winId();
+  const QMargins frame = windowHandle()->frameMargins();
+  resize(OpeningSize(QSize(static_cast<int>(p.Width), static_cast<int>(p.Height) + menuHeight),
+                     screen()->availableGeometry().size().shrunkBy(frame), minimumSize()));
   if (!p.Resizeable) setFixedSize(size());
   // At its default location the window manager places the window; any other asks for the
   // middle of the screen, which the window manager may still overrule.
@@ -372,6 +372,21 @@ void WindowHost::Reveal(std::int64_t first, std::int64_t last) {
   const QModelIndex start = model_->IndexOf(first);
   if (end.isValid()) view_->scrollTo(end);
   if (start.isValid()) view_->scrollTo(start);
+}
+
+void WindowHost::RevealOpened(const QModelIndex& index) {
+  QMetaObject::invokeMethod(
+      this,
+      [this, opened = QPersistentModelIndex(index)] {
+        const std::int64_t r = model_->ListRow(opened);
+        if (r < 0 || !model_->List()->Expanded(r)) return;
+        const auto& rows = model_->List();
+        std::int64_t last = r;
+        while (last + 1 < rows->ListCount() && rows->RowDepth(last + 1) > rows->RowDepth(r))
+          ++last;
+        Reveal(r, last);
+      },
+      Qt::QueuedConnection);
 }
 
 bool WindowHost::TakesDrop(const QList<QUrl>& urls) const {

@@ -15,6 +15,11 @@ class QUrl;
 
 namespace qt {
 
+// The size at which a window whose design asks for `wanted` opens, on a screen with `available`
+// room for windows: `wanted` where it fits, else no larger than the room, and never below
+// `minimum`. A screen that tells no room (0 by 0) takes `wanted` as it is.
+QSize OpeningSize(QSize wanted, QSize available, QSize minimum);
+
 // The Qt window of a toolkit::Window: its controls laid out by their design and lock
 // properties, its menu bar, drops of local files, keys, and closing. An exception that leaves
 // a handler of the window ends at ReportUnhandled; the host goes on.
@@ -66,6 +71,9 @@ class WindowHost final : public QMainWindow {
   void ApplyColumnWidths();
   // Scrolls the list so that its rows `first` to `last` show: as many as fit, `first` always.
   void Reveal(std::int64_t first, std::int64_t last);
+  // Once the row at `index` has opened, by the person or by the program, scrolls its children
+  // into view below it, as many as fit, the row itself always.
+  void RevealOpened(const QModelIndex& index);
   // Whether the window takes a drop of `urls`: it takes drops and one of them is a local file.
   bool TakesDrop(const QList<QUrl>& urls) const;
   // Accepts or ignores a drag that enters or moves over the window.

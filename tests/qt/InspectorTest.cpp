@@ -208,9 +208,11 @@ TEST_F(InspectorTest, SaysWhyARowIsNoReceipt) {
       {fifo, "Not a MAS receipt", "is a FIFO (a named pipe), not a regular file"},
       {temp.Write("t.txt", std::string_view("text")), "Not a MAS receipt", "not PKCS#7"},
       {temp.path() / "Gone.app", "No MAS receipt in app", "No such file or directory"},
+      {temp.path() / "GONE.APP", "No MAS receipt in app", "No such file or directory"},
       {locked, "Not a MAS receipt", "Permission denied"},  // unless root, who reads anyway
   };
   fs::create_directories(temp.path() / "Gone.app");
+  fs::create_directories(temp.path() / "GONE.APP");
   inspector->SetShown(true);
   for (const Case& c : cases) {
     SCOPED_TRACE(c.item);

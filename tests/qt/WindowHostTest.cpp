@@ -5,10 +5,12 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QMimeData>
+#include <QScrollBar>
 #include <QTest>
 #include <QTimer>
 #include <QToolTip>
 #include <QUrl>
+#include <functional>
 #include <memory>
 
 #include <sys/stat.h>
@@ -114,12 +116,14 @@ TEST_F(WindowHostTest, ALongDropShowsABusyPointerUntilItEnds) {
 }
 
 // URLs as a file manager sends them: the bytes of a name reach its row whether or not they are
-// UTF-8, and show in one line; a folder written with a separator at its end keeps its name; a
-// FIFO, dropped as a file or inside a bundle, is no receipt and blocks nothing.
+// UTF-8, and show in one line, in the order of its characters; a folder written with a separator at
+// its end keeps its name; a FIFO, dropped as a file or inside a bundle, is no receipt and blocks
+// nothing.
 TEST_F(WindowHostTest, DroppedURLsNameTheirFilesAndNoFileBlocks) {
   const path drop = temp.path() / "drop";
   Receipt("bad\xFFname.receipt");
   Receipt("two\nlines.receipt");
+  Receipt("abc\u202Etxt.exe\u202C def");
   temp.Write("drop/Good.app/Contents/_MASReceipt/receipt", window_test::Receipt());
   temp.Folder("drop/Stuff");
   temp.Folder("drop/Pipe.app/Contents/_MASReceipt");
@@ -132,6 +136,8 @@ TEST_F(WindowHostTest, DroppedURLsNameTheirFilesAndNoFileBlocks) {
   } cases[] = {
       {"bad%FFname.receipt", "bad\xFFname.receipt|| +", "bad\uFFFDname.receipt"},
       {"two%0Alines.receipt", "two\nlines.receipt|| +", "two\u21B5lines.receipt"},
+      {"abc%E2%80%AEtxt.exe%E2%80%AC%20def", "abc\u202Etxt.exe\u202C def|| +",
+       "abc\u2039RLO\u203Atxt.exe\u2039PDF\u203A def"},
       {"Good.app/", "Good.app|| +", "Good.app"},
       {"Stuff/", "Stuff||Ignored (folder)", "Stuff"},
       {"pipe.receipt", "pipe.receipt||Not a MAS receipt", "pipe.receipt"},
@@ -192,6 +198,66 @@ TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenAndInViewAtTheEndOfALongList) {
   };
   EXPECT_TRUE(
       QTest::qWaitFor([&] { return shows(root) && shows(root.model()->index(0, 0, root)); }, 2000));
+}
+
+// The last row of a long list, opened by the person with the keyboard or the mouse, scrolls its
+// attribute rows into view below it; the first row, whose rows show as they come, leaves the
+// list where it is.
+TEST_F(WindowHostTest, OpeningTheLastRowOfALongListScrollsItsRowsIntoView) {
+  ASSERT_EQ(window_test::Rows(list()), std::vector<std::string>{"Sample.receipt|| +"});
+  for (int i = 0; i < 1000; ++i)
+    list().AddRow({"row " + std::to_string(i)});
+  ASSERT_TRUE(Drop({Receipt("last.receipt")}));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+  qt::ListItemModel& model = *host->ItemModel();
+  const QModelIndex first = model.index(0, 0), last = model.index(1001, 0);
+  const auto shows = [&](const QModelIndex& index) {
+    return view().viewport()->rect().contains(view().visualRect(index));
+  };
+  const auto at = [&](const QModelIndex& row, bool onArrow) {
+    const QRect cell = view().visualRect(row);
+    return onArrow ? QPoint(cell.left() - view().indentation() / 2, cell.center().y())
+                   : cell.center();
+  };
+  const struct {
+    const char* how;
+    std::function<void(const QModelIndex&)> open;
+  } cases[] = {
+      {"Right", [&](const QModelIndex&) { QTest::keyClick(&view(), Qt::Key_Right); }},
+      {"+", [&](const QModelIndex&) { QTest::keyClick(&view(), Qt::Key_Plus); }},
+      {"a double click",
+       [&](const QModelIndex& row) {  // the first click of it, then the second
+         QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, at(row, false));
+         QTest::mouseDClick(view().viewport(), Qt::LeftButton, {}, at(row, false));
+       }},
+      {"a click on the arrow",
+       [&](const QModelIndex& row) {
+         QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, at(row, true));
+       }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.how);
+    for (const QModelIndex& row : {last, first}) {
+      view().collapse(row);
+      view().setCurrentIndex(row);
+      if (row == last)
+        view().scrollToBottom();
+      else
+        view().scrollToTop();
+      QCoreApplication::processEvents();
+      const int before = view().verticalScrollBar()->value();
+      ASSERT_TRUE(shows(row));
+      c.open(row);
+      ASSERT_TRUE(view().isExpanded(row)) << row.row();
+      ASSERT_EQ(model.rowCount(row), 2);
+      const QModelIndex child = model.index(1, 0, row);
+      EXPECT_TRUE(QTest::qWaitFor([&] { return shows(row) && shows(child); }, 2000)) << row.row();
+      QCoreApplication::processEvents();  // the scrolling, if any, is done
+      if (row == first) {
+        EXPECT_EQ(view().verticalScrollBar()->value(), before);
+      }
+    }
+  }
 }
 
 TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {

@@ -14,7 +14,9 @@ const ReceiptMaker::Bytes kRefused = ReceiptMaker::Sign(ReceiptMaker::FromHex("0
 
 TEST_F(Window1Test, EachDroppedItemByItsKindAndTheOptionKey) {
   window->RaiseOpen();
-  for (const char* name : {"a", "b", "Good.app/Contents/_MASReceipt/receipt", "Fake.app"})
+  for (const char* name : {"a", "b", "Good.app/Contents/_MASReceipt/receipt", "Fake.app",
+                           "CAPS.APP/Contents/_MASReceipt/receipt", "Fake.aPp",
+                           "Lower.APP/contents/_masreceipt/receipt", "Dot.APPS/receipt"})
     scratch.Write(fs::path("drop") / name, Receipt());
   scratch.Write("drop/notes", "not a receipt");
   scratch.Write("drop/refused", kRefused);
@@ -33,6 +35,10 @@ TEST_F(Window1Test, EachDroppedItemByItsKindAndTheOptionKey) {
   } cases[] = {
       {"a receipt file: a collapsed row; one item: the key isn't read", {"a"}, false, {"a|| +"}, 0},
       {"a bundle's row has its name", {"Good.app"}, false, {"Good.app|| +"}, 0},
+      {"a bundle's name in capitals", {"CAPS.APP"}, false, {"CAPS.APP|| +"}, 0},
+      {"a file named as a bundle in any case is one", {"Fake.aPp"}, false, {"Fake.aPp" + inApp}, 0},
+      {"the path inside keeps its case", {"Lower.APP"}, false, {"Lower.APP" + inApp}, 0},
+      {"a longer extension is none", {"Dot.APPS"}, false, {"Dot.APPS" + folder}, 0},
       {"a bundle without a receipt", {"Empty.app"}, false, {"Empty.app" + inApp}, 0},
       {"a bundle whose receipt is a folder", {"Odd.app"}, false, {"Odd.app" + inApp}, 0},
       {"a file named as a bundle is one", {"Fake.app"}, false, {"Fake.app" + inApp}, 0},
