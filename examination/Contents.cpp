@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <string>
 
 #include "examination/Der.h"
@@ -113,15 +114,31 @@ std::string Describe(const der::Object& o) {
   return "an " + std::string(kClasses[o.cls]) + " object of tag " + std::to_string(o.tag);
 }
 
+// Where a SET lies, for the problems met in it: inside the value of record `record` (attribute
+// `number`) of the SET `outer`; the payload's own SET has none. Put into words only when a
+// problem is met, so that a walk without problems writes no text.
+struct Place {
+  const Place* outer;
+  std::size_t record;
+  std::int64_t number;
+};
+
+std::string Prefix(const Place* place) {
+  if (place == nullptr) return {};
+  return Prefix(place->outer) + "record " + std::to_string(place->record) + " (attribute " +
+         std::to_string(place->number) + "), ";
+}
+
 // Walks SETs of records into attributes, counting every record against kMaxRecords.
 class Walker {
  public:
   explicit Walker(Contents& contents) : contents_(contents) {}
 
   // The records of a SET's `contents` into `into`. `parent` is the number of the attribute whose
-  // value the SET is (-1 at the top), `where` names the SET in problems.
+  // value the SET is (-1 at the top), `where` the SET's place.
   void Records(std::span<const std::uint8_t> contents, int nesting, std::int64_t parent,
-               std::vector<Attribute>& into, const std::string& where) {
+               std::vector<Attribute>& into, const Place* where) {
+    into.reserve(Objects(contents, kMaxRecords - std::min(count_, kMaxRecords) + 1));
     der::Cursor records(contents);
     std::string error;
     for (std::size_t index = 1; !records.Empty(); ++index) {
@@ -131,18 +148,19 @@ class Walker {
         Problem("more than " + std::to_string(kMaxRecords) + " records: the rest is not read");
         return;
       }
-      const auto here = [&] { return where + "record " + std::to_string(index); };
+      const auto here = [&] { return Prefix(where) + "record " + std::to_string(index); };
       der::Object record;
       if (!records.Next(record, error)) return Problem(here() + ": " + error);
       if (!record.Is(der::kSequence, true)) {
         Problem(here() + " is " + Describe(record) + ", not a SEQUENCE");
         continue;
       }
-      Attribute a;
+      // Made in place, and taken back when the record is no record.
+      Attribute& a = into.emplace_back();
       if (Record(record.contents, a, error)) {
-        Decode(a, nesting, parent, here());
-        into.push_back(std::move(a));
+        Decode(a, nesting, parent, Place{where, index, a.number});
       } else {
+        into.pop_back();
         Problem(here() + ": " + error);
       }
     }
@@ -150,6 +168,17 @@ class Walker {
 
  private:
   void Problem(std::string text) { contents_.problems.push_back(std::move(text)); }
+
+  // How many objects `contents` holds, counted up to `most`.
+  static std::size_t Objects(std::span<const std::uint8_t> contents, std::size_t most) {
+    der::Cursor c(contents);
+    der::Object o;
+    std::string error;
+    std::size_t n = 0;
+    while (n < most && !c.Empty() && c.Next(o, error))
+      ++n;
+    return n;
+  }
 
   // The three fields of a record; behind them may stand more, which are not read.
   static bool Record(std::span<const std::uint8_t> fields, Attribute& a, std::string& error) {
@@ -166,12 +195,13 @@ class Walker {
     if (!c.Next(value, error)) return error = "no value: " + error, false;
     if (!value.Is(der::kOctetString, false))
       return error = "its value is " + Describe(value) + ", not an OCTET STRING", false;
-    a.raw.assign(value.contents.begin(), value.contents.end());
+    a.raw = value.contents;
     return true;
   }
 
-  // The value of a record by the object its OCTET STRING holds, and its names.
-  void Decode(Attribute& a, int nesting, std::int64_t parent, const std::string& where) {
+  // The value of a record by the object its OCTET STRING holds, and its names. `here` is the
+  // record's place, the place of a SET that its value holds.
+  void Decode(Attribute& a, int nesting, std::int64_t parent, const Place& here) {
     const Documented* doc = parent == -1                        ? Lookup(kReceiptFields, a.number)
                             : parent == Numbers::kInAppPurchase ? Lookup(kPurchaseFields, a.number)
                                                                 : nullptr;
@@ -193,13 +223,12 @@ class Walker {
         a.kind = ValueKind::Integer;
       } else if (o.Is(der::kUtf8String, false) || o.Is(der::kIa5String, false)) {
         a.kind = o.tag == der::kUtf8String ? ValueKind::Utf8String : ValueKind::Ia5String;
-        a.text.assign(o.contents.begin(), o.contents.end());
+        a.text = {reinterpret_cast<const char*>(o.contents.data()), o.contents.size()};
         a.textIsUtf8 = text::IsUtf8(a.text);
       } else if (o.Is(der::kSet, true)) {
         if (nesting < kMaxNesting) {
           a.kind = ValueKind::Set;
-          Records(o.contents, nesting + 1, a.number, a.fields,
-                  where + " (attribute " + std::to_string(a.number) + "), ");
+          Records(o.contents, nesting + 1, a.number, a.fields, &here);
         } else {
           Note(a, "a SET nested more than " + std::to_string(kMaxNesting) + " deep: kept as bytes");
         }
@@ -248,8 +277,10 @@ const Attribute* Contents::Find(std::int64_t number) const {
 
 namespace detail {
 
-Contents ReadContents(std::span<const std::uint8_t> payload) {
+Contents ReadContents(std::span<const std::uint8_t> bytes) {
   Contents contents;
+  contents.payload = std::make_shared<const Bytes>(bytes.begin(), bytes.end());
+  const std::span<const std::uint8_t> payload(*contents.payload);
   Walker walker(contents);
   der::Cursor top(payload);
   der::Object set;
@@ -262,7 +293,7 @@ Contents ReadContents(std::span<const std::uint8_t> payload) {
     contents.problems.push_back("the payload is " + Describe(set) +
                                 ", not a SET of attribute records");
   } else {
-    walker.Records(set.contents, 0, -1, contents.attributes, "");
+    walker.Records(set.contents, 0, -1, contents.attributes, nullptr);
     if (!top.Empty())
       contents.problems.push_back(std::to_string(top.Remaining()) +
                                   " bytes follow the SET of attribute records");

@@ -84,7 +84,7 @@ bool IndefiniteLength(std::span<const std::uint8_t> bytes, int nesting, std::siz
 
 }  // namespace
 
-bool Cursor::Next(Object& object, std::string& error) {
+bool Cursor::NextInFull(Object& object, std::string& error) {
   Header h;
   if (!ReadHeader(rest_, h, error)) return false;
   std::size_t length = 0;

@@ -101,8 +101,8 @@ Certificate Describe(X509* x, CertificateRole role, bool carried) {
   c.subjectCommonName = CommonName(X509_get_subject_name(x));
   c.issuerCommonName = CommonName(X509_get_issuer_name(x));
   const ASN1_INTEGER* serial = X509_get0_serialNumber(x);
-  c.serial = text::Hex({ASN1_STRING_get0_data(serial),
-                        static_cast<std::size_t>(ASN1_STRING_length(serial))});
+  c.serial = text::Hex(
+      {ASN1_STRING_get0_data(serial), static_cast<std::size_t>(ASN1_STRING_length(serial))});
   if (ASN1_STRING_type(serial) == V_ASN1_NEG_INTEGER) c.serial.insert(c.serial.begin(), '-');
   c.notBefore = TimeText(X509_get0_notBefore(x));
   c.notAfter = TimeText(X509_get0_notAfter(x));
