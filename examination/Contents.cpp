@@ -67,11 +67,23 @@ constexpr std::array kPurchaseFields = {
                ValueKind::Utf8String, false},
 };
 
-template <std::size_t N>
-const Documented* Lookup(const std::array<Documented, N>& table, std::int64_t number) {
-  const auto it = std::find_if(table.begin(), table.end(),
-                               [number](const Documented& d) { return d.number == number; });
-  return it == table.end() ? nullptr : &*it;
+// The entry of `Table` for a number, found through a slot for each number from the table's
+// lowest to its highest (a table lists its numbers in order): the entry's index plus one, or 0.
+template <const auto& Table>
+const Documented* Lookup(std::int64_t number) {
+  static constexpr std::int64_t kLow = Table.front().number;
+  static constexpr std::int64_t kHigh = Table.back().number;
+  static constexpr auto kSlots = [] {
+    std::array<std::uint8_t, kHigh - kLow + 1> slots{};
+    for (std::size_t i = 0; i < Table.size(); ++i) {
+      if (i > 0 && Table[i].number <= Table[i - 1].number) throw "the table is out of order";
+      slots[static_cast<std::size_t>(Table[i].number - kLow)] = static_cast<std::uint8_t>(i + 1);
+    }
+    return slots;
+  }();
+  if (number < kLow || number > kHigh) return nullptr;
+  const std::uint8_t slot = kSlots[static_cast<std::size_t>(number - kLow)];
+  return slot == 0 ? nullptr : &Table[slot - 1];
 }
 
 std::string_view KindWords(ValueKind kind) {
@@ -157,7 +169,7 @@ class Walker {
       }
       // Made in place, and taken back when the record is no record.
       Attribute& a = into.emplace_back();
-      if (Record(record.contents, a, error)) {
+      if (UsualRecord(record.contents, a) || Record(record.contents, a, error)) {
         Decode(a, nesting, parent, Place{where, index, a.number});
       } else {
         into.pop_back();
@@ -178,6 +190,32 @@ class Walker {
     while (n < most && !c.Empty() && c.Next(o, error))
       ++n;
     return n;
+  }
+
+  // A record as the store writes them, read straight from its bytes: its number and version
+  // INTEGERs with one-byte lengths, then an OCTET STRING whose length takes at most two bytes.
+  // It reads what Record reads, as Record reads it; false for any other shape, which Record
+  // then reads with its reasons.
+  static bool UsualRecord(std::span<const std::uint8_t> f, Attribute& a) {
+    const std::size_t n = f.size();
+    if (n < 2 || f[0] != 0x02 || f[1] > n - 2 || !der::IntegerValue(f.subspan(2, f[1]), a.number))
+      return false;
+    std::size_t at = 2 + f[1];
+    if (n - at < 2 || f[at] != 0x02 || f[at + 1] > n - at - 2 ||
+        !der::IntegerValue(f.subspan(at + 2, f[at + 1]), a.version))
+      return false;
+    at += 2 + f[at + 1];
+    if (n - at < 2 || f[at] != 0x04) return false;
+    std::size_t length = f[at + 1];
+    std::size_t header = 2;
+    if (length >= 0x80) {
+      header += length - 0x80;
+      if (length == 0x80 || length > 0x82 || n - at < header) return false;
+      length = length == 0x81 ? f[at + 2] : std::size_t{f[at + 2]} << 8 | f[at + 3];
+    }
+    if (length > n - at - header) return false;
+    a.raw = f.subspan(at + header, length);
+    return true;
   }
 
   // The three fields of a record; behind them may stand more, which are not read.
@@ -202,8 +240,8 @@ class Walker {
   // The value of a record by the object its OCTET STRING holds, and its names. `here` is the
   // record's place, the place of a SET that its value holds.
   void Decode(Attribute& a, int nesting, std::int64_t parent, const Place& here) {
-    const Documented* doc = parent == -1                        ? Lookup(kReceiptFields, a.number)
-                            : parent == Numbers::kInAppPurchase ? Lookup(kPurchaseFields, a.number)
+    const Documented* doc = parent == -1                        ? Lookup<kReceiptFields>(a.number)
+                            : parent == Numbers::kInAppPurchase ? Lookup<kPurchaseFields>(a.number)
                                                                 : nullptr;
     if (doc != nullptr) {
       a.name = doc->name;

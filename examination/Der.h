@@ -69,6 +69,14 @@ class Cursor {
 };
 
 // A DER INTEGER's contents as a signed 64-bit number; false when there are none or more than 8.
-bool IntegerValue(std::span<const std::uint8_t> contents, std::int64_t& value);
+inline bool IntegerValue(std::span<const std::uint8_t> contents, std::int64_t& value) {
+  if (contents.empty() || contents.size() > 8) return false;
+  // Two's complement: the first byte's high bit is the sign.
+  std::uint64_t v = (contents[0] & 0x80) != 0 ? ~std::uint64_t{0} : 0;
+  for (const std::uint8_t b : contents)
+    v = (v << 8) | b;
+  value = static_cast<std::int64_t>(v);
+  return true;
+}
 
 }  // namespace Examination::der
