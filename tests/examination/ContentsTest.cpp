@@ -40,17 +40,17 @@ TEST(ExaminationContents, EveryRecordInFileOrderWithApplesNames) {
   EXPECT_EQ(attrs[4].version, 2);
   EXPECT_EQ(attrs[4].text, "1.1");
   EXPECT_EQ(attrs[6].kind, ValueKind::Raw);
-  EXPECT_EQ(attrs[6].raw, *text::FromHex("0201050000"));
+  EXPECT_EQ(text::Hex(attrs[6].raw), "0201050000");
 
   ASSERT_EQ(r.receipt.purchases, std::vector<std::size_t>{5});
   const Attribute& purchase = attrs[5];
   ASSERT_EQ(purchase.fields.size(), 4u);
   EXPECT_EQ(purchase.fields[0].name, "");
-  EXPECT_EQ(purchase.fields[0].raw, *text::FromHex("0A0B"));
+  EXPECT_EQ(text::Hex(purchase.fields[0].raw), "0A0B");
   EXPECT_EQ(purchase.Field(Numbers::kProductId)->text, "com.example.coins");
   const Date& cancelled = *purchase.Field(Numbers::kCancellationDate)->date;
   EXPECT_TRUE(cancelled.written.empty() && cancelled.problem.empty() && !cancelled.unixMillis);
-  EXPECT_EQ(purchase.Field(Numbers::kPurchaseDate)->date->utc, "2024-03-01T02:00:00Z");
+  EXPECT_EQ(purchase.Field(Numbers::kPurchaseDate)->date->Utc(), "2024-03-01T02:00:00Z");
 }
 
 TEST(ExaminationContents, DatesAsWrittenAndInUtc) {
@@ -69,7 +69,7 @@ TEST(ExaminationContents, DatesAsWrittenAndInUtc) {
   };
   for (const auto& [written, utc, problem] : dates) {
     const Date d = text::ParseDate(written);
-    EXPECT_EQ(d.utc, utc) << written;
+    EXPECT_EQ(d.Utc(), utc) << written;
     EXPECT_NE(d.problem.find(problem), std::string::npos) << written << ": " << d.problem;
     EXPECT_EQ(d.problem.empty(), *problem == '\0') << written;
   }
