@@ -202,27 +202,43 @@ class SetEntries {
     Cursor rawOfDecoded;  // the OCTET STRING contents of the record that gave it
   };
 
+  // Up to this many numbers a SET's attributes are found by a scan, which for a receipt's dozen
+  // costs less than a table; from the next one on through `indexes_`, so that a SET of many
+  // numbers is still walked in linear time.
+  static constexpr std::size_t kScanned = 16;
+
   // The attribute of `number`, a new one when the number is new. Records of one number tend to
   // come together (a receipt's purchases do), so the last one found is tried first.
   Attribute& Find(std::int64_t number) {
     if (last_ < attributes_.size() && attributes_[last_].number == number)
       return attributes_[last_];
-    if (attributes_.empty()) {  // a receipt has about a dozen numbers
-      attributes_.reserve(16);
-      indexes_.Reserve(16);
+    if (!indexed_) {
+      for (std::size_t i = 0; i < attributes_.size(); ++i) {
+        if (attributes_[i].number == number) return attributes_[last_ = i];
+      }
+      if (attributes_.size() < kScanned) return Add(number);
+      indexed_ = true;
+      indexes_.Reserve(static_cast<std::int64_t>(kScanned * 2));
+      for (std::size_t i = 0; i < attributes_.size(); ++i)
+        indexes_.Value(attributes_[i].number, static_cast<std::int64_t>(i));
     }
     const auto [index, added] =
         indexes_.FindOrAdd(number, static_cast<std::int64_t>(attributes_.size()));
-    if (added) {
-      attributes_.push_back(
-          Attribute{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)});
-    }
-    last_ = static_cast<std::size_t>(index.Int64Value());
-    return attributes_[last_];
+    if (added) return Add(number);
+    return attributes_[last_ = static_cast<std::size_t>(index.Int64Value())];
+  }
+
+  // A new attribute of `number`, which no attribute has yet.
+  Attribute& Add(std::int64_t number) {
+    if (attributes_.empty()) attributes_.reserve(kScanned);
+    last_ = attributes_.size();
+    return attributes_.emplace_back(
+        Attribute{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)});
   }
 
   std::vector<Attribute> attributes_;  // in the order of their numbers' first records
-  Dictionary indexes_;                 // attribute number -> its index in attributes_
+  bool indexed_ = false;               // whether the numbers have outgrown the scan
+  Dictionary indexes_;                 // number -> index in attributes_, once indexed_
   std::size_t last_ = 0;               // the index of the attribute found last
 };
 

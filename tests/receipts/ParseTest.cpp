@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <vector>
 
 #include "receipts/CertTools.h"
 #include "receipts/LibCrypto.h"
@@ -109,6 +110,49 @@ TEST(Parse, Payloads) {
   EXPECT_EQ(Dump(CertTools::parse(a.data(), -1)), "[]");
   const CertTools::LibCrypto missing("/nonexistent/libcrypto.so");
   EXPECT_EQ(Dump(CertTools::parse(a.data(), static_cast<std::int64_t>(a.size()), missing)), "nil");
+}
+
+// A SET of `count` numbers, each given twice: first a text, then, in the reverse order, an
+// integer that replaces it. Attribute 2 comes last, after all of them. Whether the numbers are
+// found by a scan or through a table, every number keeps its second value and only that.
+TEST(Parse, ManyNumbersInOneSetKeepEachNumbersLastRecord) {
+  // Why, how many numbers besides attribute 2.
+  const std::tuple<const char*, int> kRows[] = {
+      {"one number", 1},
+      {"just below the numbers a scan finds", 15},
+      {"as many as a scan finds", 16},
+      {"one more: the rest are found in a table", 17},
+      {"many more: the table grows", 300},
+  };
+  for (const auto& [why, count] : kRows) {
+    SCOPED_TRACE(why);
+    std::vector<ReceiptMaker::Attribute> records;
+    const auto numberOf = [](int i) { return std::int64_t{100} + 7 * i; };
+    for (int i = 0; i < count; ++i)
+      records.push_back({numberOf(i), 1, ReceiptMaker::Utf8Value("first " + std::to_string(i))});
+    for (int i = count - 1; i >= 0; --i)
+      records.push_back({numberOf(i), 1, ReceiptMaker::IntValue(i * 3)});
+    records.push_back({2, 1, ReceiptMaker::Utf8Value("com.example.many")});
+
+    const auto maps = ParseExactly(ReceiptMaker::Payload(records));
+    ASSERT_TRUE(maps.has_value());
+    ASSERT_EQ(maps->size(), 1u);
+    const toolkit::Dictionary& map = *maps->front();
+    // "attr N" and "raw N" for each number; attribute 2 adds its two keys to its own two.
+    EXPECT_EQ(map.Count(), 2 * count + 4);
+    for (int i = 0; i < count; ++i) {
+      const std::string number = std::to_string(numberOf(i));
+      ASSERT_EQ(map.Lookup(("attr " + number).c_str(), -1).Int64Value(), i * 3) << number;
+      const auto raw = map.Lookup(("raw " + number).c_str(), nullptr).As<toolkit::MemoryBlock>();
+      ASSERT_TRUE(raw) << number;
+      const Bytes expected = ReceiptMaker::IntValue(i * 3);
+      EXPECT_TRUE(
+          std::equal(raw->Bytes().begin(), raw->Bytes().end(), expected.begin(), expected.end()))
+          << number;
+    }
+    EXPECT_EQ(map.Value(static_cast<std::int64_t>(Keys::BundleID)).StringValue().Bytes(),
+              "com.example.many");
+  }
 }
 
 // Where the outcome of a broken payload is nobody's promise, what must hold is that the walk
