@@ -242,14 +242,40 @@ class SetEntries {
   std::size_t last_ = 0;               // the index of the attribute found last
 };
 
+// Whether the identifier and length bytes at the front of `octets` show by themselves that the
+// object they begin can't be a decoded value: fewer than two bytes, no contents, the indefinite
+// form, or contents that run past `octets`. Whatever ASN1_get_object answered for such an object,
+// an error or a header, the fallback rule would take the raw block; not asking it spares the
+// error that it would leave in OpenSSL's queue, which the raw bytes of a receipt's opaque value
+// and hash mostly make. False, leaving the reading to the library, for an identifier of more
+// than one byte and whenever the object may fit.
+bool OverrunsOrEmpty(const Cursor& octets) {
+  if (octets.Size() < 2) return true;
+  const std::uint8_t* const bytes = octets.Data();
+  if ((bytes[0] & 0x1F) == 0x1F) return false;  // the tag number goes on in further bytes
+  const std::size_t room = octets.Size() - 2;   // for the long form's bytes and the contents
+  if (bytes[1] < 0x80) return bytes[1] == 0 || bytes[1] > room;
+  const std::size_t count = bytes[1] & 0x7F;  // of the long form's length bytes; 0: indefinite
+  if (count == 0 || count > room) return true;
+  std::size_t length = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (length > (room >> 8)) return true;  // one more byte makes it larger than room
+    length = length << 8 | bytes[2 + i];
+  }
+  return length == 0 || length > room - count;
+}
+
 // `octets` are the contents of the attribute's OCTET STRING; `toRecordEnd` starts at the same
 // byte and runs to the end of the record.
 void TakeAttribute(SetEntries& entries, std::int64_t number, const Cursor& octets,
                    Cursor toRecordEnd, Asn1GetObject read) {
   // The bound of the value object is the end of the record, not of the OCTET STRING; the
-  // fallback test below catches an object that runs past the OCTET STRING.
+  // fallback test below catches an object that runs past the OCTET STRING. Where the bytes show
+  // that by themselves, the header isn't read: it stays "no header", which that test sends to
+  // the raw block as well.
   Header h;
-  const Cursor value = toRecordEnd.ReadObject(read, h);
+  Cursor value(nullptr, 0);
+  if (!OverrunsOrEmpty(octets)) value = toRecordEnd.ReadObject(read, h);
 
   Decoded decoded;
   if (h.result != 0 || h.length < 1 || h.headerSize + h.length > octets.Size()) {
