@@ -3,6 +3,7 @@
 #include <openssl/asn1.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -102,23 +103,26 @@ class Cursor {
   std::size_t size_;
 };
 
-// The text of an attribute's number in its keys: decimal, "-" before a negative number, no
-// padding.
-String NumberText(std::int64_t number) {
-  return toolkit::Str(number, "-#");
-}
+// The two String keys of an attribute, "attr " and "raw " followed by the text of its number:
+// decimal, "-" before a negative number, no padding.
+class EntryKeys {
+ public:
+  explicit EntryKeys(std::int64_t number) {
+    std::memcpy(attr_, "attr ", 5);
+    std::memcpy(raw_, "raw ", 4);
+    const char* const end = std::to_chars(attr_ + 5, attr_ + sizeof attr_, number).ptr;
+    digits_ = static_cast<std::size_t>(end - (attr_ + 5));
+    std::memcpy(raw_ + 4, attr_ + 5, digits_);
+  }
 
-// A key of an attribute's entries, "attr " or "raw " followed by the number text, formed in
-// one piece.
-template <std::size_t N>
-String EntryKey(const char (&prefix)[N], const String& numberText) {
-  constexpr std::size_t kPrefix = N - 1;
-  char buffer[kPrefix + 20];  // 20: the longest number text, that of INT64_MIN
-  const std::size_t length = std::min(numberText.LenB(), sizeof buffer - kPrefix);
-  std::memcpy(buffer, prefix, kPrefix);
-  std::memcpy(buffer + kPrefix, numberText.View().data(), length);
-  return String(std::string_view(buffer, kPrefix + length));
-}
+  std::string_view Attr() const { return {attr_, 5 + digits_}; }
+  std::string_view Raw() const { return {raw_, 4 + digits_}; }
+
+ private:
+  char attr_[5 + 20];  // 20: the longest number text, that of INT64_MIN
+  char raw_[4 + 20];
+  std::size_t digits_;
+};
 
 // What a record's value object decodes to. Texts stay where they lie in the payload until
 // their SET's map is filled.
@@ -158,13 +162,13 @@ class SetEntries {
     }
     map.Reserve(count);
     for (const Attribute& a : attributes_) {
-      const Ref<MemoryBlock> raw = Copy(a.raw);
+      Variant raw(Copy(a.raw));
       if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
-      const String numberText = NumberText(a.number);
+      const EntryKeys keys(a.number);
       if (a.decoded.kind != Kind::None) {
         // The block of the record whose value is kept: the one object that is "raw N" when
         // that record is also the last.
-        Ref<MemoryBlock> rawOfDecoded;
+        Variant rawOfDecoded;
         if (a.decoded.kind == Kind::Raw || KeepsRaw(a.key))
           rawOfDecoded = a.rawOfDecoded.Data() == a.raw.Data() ? raw : Copy(a.rawOfDecoded);
         Variant decoded;
@@ -174,15 +178,15 @@ class SetEntries {
           decoded = a.decoded.integer;
         } else {
           const Cursor& text = a.decoded.text;
-          decoded = String(std::string(reinterpret_cast<const char*>(text.Data()), text.Size()),
-                           a.decoded.encoding);
+          decoded = Variant::Text(
+              std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
+              a.decoded.encoding);
         }
         if (a.key != Keys::None)
-          map.Value(static_cast<std::int64_t>(a.key),
-                    KeepsRaw(a.key) ? Variant(rawOfDecoded) : decoded);
-        map.Value(EntryKey("attr ", numberText), std::move(decoded));
+          map.Value(static_cast<std::int64_t>(a.key), KeepsRaw(a.key) ? rawOfDecoded : decoded);
+        map.Value(Variant::Text(keys.Attr()), std::move(decoded));
       }
-      map.Value(EntryKey("raw ", numberText), Variant(raw));
+      map.Value(Variant::Text(keys.Raw()), std::move(raw));
     }
   }
 
