@@ -154,10 +154,29 @@ class Variant {
     if (bytes.size() <= kShortText) {
       kind_ = Kind::ShortText;
       length_ = static_cast<std::uint8_t>(bytes.size());
-      if (!bytes.empty()) std::memcpy(u_.text, bytes.data(), bytes.size());
+      CopyShort(u_.text, bytes.data(), bytes.size());
     } else {
       new (&u_.longText) std::string(bytes);
       kind_ = Kind::LongText;
+    }
+  }
+  // Copies `size` bytes, at most kShortText, from `from` to `to` in two fixed-size moves that
+  // overlap where the size is no power of two, reading and writing nothing outside the bytes;
+  // a call of memcpy for a few bytes costs more than the copy.
+  static void CopyShort(char* to, const char* from, std::size_t size) {
+    if (size >= 16) {
+      std::memcpy(to, from, 16);
+      std::memcpy(to + size - 16, from + size - 16, 16);
+    } else if (size >= 8) {
+      std::memcpy(to, from, 8);
+      std::memcpy(to + size - 8, from + size - 8, 8);
+    } else if (size >= 4) {
+      std::memcpy(to, from, 4);
+      std::memcpy(to + size - 4, from + size - 4, 4);
+    } else if (size > 0) {
+      to[0] = from[0];
+      to[size / 2] = from[size / 2];
+      to[size - 1] = from[size - 1];
     }
   }
   // The storage of a kind that is plain bytes, copied whole.
@@ -192,10 +211,12 @@ class Variant {
   std::size_t HashOther() const;
 
   union Storage {
-    // Zeroed, so that no byte is ever read before it is written; the members are made and
-    // unmade by the Variant, which knows which one is there.
-    Storage() : text{} {}
+    // The members are made and unmade by the Variant, which knows which one is there. The
+    // first two words are zeroed all the same, so that g++ sees no object read before it is
+    // made on the paths that it can't tell apart.
+    Storage() : words{} {}
     ~Storage() {}
+    std::uint64_t words[2];
     bool boolean;
     std::int32_t int32;
     std::int64_t int64;
