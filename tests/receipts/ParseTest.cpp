@@ -37,6 +37,7 @@ Bytes Rec(int number, std::string_view valueHex, std::string_view tailHex = "") 
 // Why, the attribute, its OCTET STRING's contents, parse's result, fields behind the OCTET STRING.
 const std::tuple<const char*, int, const char*, const char*, const char*> kValueRows[] = {
     {"INTEGER, bytes behind it", 3, "02 01 05 FF", "[{3: 5, attr 3: 5, raw 3: [020105FF]}]", ""},
+    {"eight-byte INTEGER decodes, from its first six", 3, "02 08 01 02 03 04 05 06 07 08", "[{3: 1108152157446, attr 3: 1108152157446, raw 3: [02080102030405060708]}]", ""},
     {"nine-byte INTEGER decodes to nothing", 3, "02 09 01 02 03 04 05 06 07 08 09", "[{raw 3: [0209010203040506070809]}]", ""},
     {"negative INTEGER (tag number 258)", 21, "1F 82 02 01 05", "[{8: -5, attr 21: -5, raw 21: [1F82020105]}]", ""},
     {"context class [2] reads as INTEGER", 18, "82 01 05", "[{9: 5, attr 18: 5, raw 18: [820105]}]", ""},
