@@ -5,8 +5,8 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenuBar>
-#include <QScrollBar>
 #include <QMimeData>
+#include <QScrollBar>
 #include <QTest>
 #include <QTimer>
 #include <QToolButton>
