@@ -53,6 +53,11 @@ class InspectorTest : public ::testing::Test {
     for (const auto& p : paths)
       chosen << QString::fromStdString(p.string());
     inspector->OpenAction()->trigger();
+    FinishReading();
+  }
+  // Lets the loop turn until the files dropped or opened are read.
+  void FinishReading() {
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window->Working(); }, 60000));
   }
   // Selects the list's row `row` as a person does.
   void Select(std::int64_t row) {
@@ -138,6 +143,7 @@ TEST_F(InspectorTest, OpenGivesTheRowsOfADrop) {
   QCoreApplication::sendEvent(host->ListView()->viewport(), &enter);
   QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
   QCoreApplication::sendEvent(host->ListView()->viewport(), &drop);
+  FinishReading();
   EXPECT_EQ(Rows(), opened);
   EXPECT_EQ(opened.size(), 1u) << "several items, Option up: only the receipt";
 
