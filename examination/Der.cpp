@@ -84,7 +84,7 @@ bool IndefiniteLength(std::span<const std::uint8_t> bytes, int nesting, std::siz
 
 }  // namespace
 
-bool Cursor::Next(Object& object, std::string& error) {
+bool Cursor::NextInFull(Object& object, std::string& error) {
   Header h;
   if (!ReadHeader(rest_, h, error)) return false;
   std::size_t length = 0;
@@ -100,16 +100,6 @@ bool Cursor::Next(Object& object, std::string& error) {
   object.tag = h.tag;
   object.contents = rest_.subspan(h.headerSize, length);
   rest_ = rest_.subspan(h.headerSize + length + trailer);
-  return true;
-}
-
-bool IntegerValue(std::span<const std::uint8_t> contents, std::int64_t& value) {
-  if (contents.empty() || contents.size() > 8) return false;
-  // Two's complement: the first byte's high bit is the sign.
-  std::uint64_t v = (contents[0] & 0x80) != 0 ? ~std::uint64_t{0} : 0;
-  for (const std::uint8_t b : contents)
-    v = (v << 8) | b;
-  value = static_cast<std::int64_t>(v);
   return true;
 }
 

@@ -203,7 +203,9 @@ void Inspector::Follow() {
   }
   const auto source = list->RowSource(top);
   if (IsReceipt(top)) {
-    pane_->Show(Examine(ReceiptPath(source)), machine_);
+    // Examine reads the machine's addresses the first time: it runs before they are handed on.
+    Examination::Report report = Examine(ReceiptPath(source));
+    pane_->Show(std::move(report), machine_);
     return;
   }
   if (!source) {

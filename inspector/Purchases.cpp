@@ -44,7 +44,7 @@ QString ValueText(const Examination::Attribute& a) {
       return QString::number(a.integer);
     case ValueKind::Utf8String:
     case ValueKind::Ia5String:
-      if (a.date && a.date->unixMillis) return FromUtf8(a.date->utc);
+      if (a.date && a.date->unixMillis) return FromUtf8(a.date->Utc());
       return a.textIsUtf8 ? FromUtf8(a.text) : RawText(a);
     case ValueKind::Set:
       return a.fields.size() == 1 ? QStringLiteral("1 field")

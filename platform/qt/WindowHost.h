@@ -10,7 +10,9 @@
 class QAction;
 class QDragMoveEvent;
 class QDropEvent;
+class QLabel;
 class QMenu;
+class QToolButton;
 class QUrl;
 
 namespace qt {
@@ -26,6 +28,10 @@ QSize OpeningSize(QSize wanted, QSize available, QSize minimum);
 //
 // The window's design properties become the window's flags, sizes, place and state; those of
 // the list become the view's. The README lists the few that mean nothing on this desktop.
+//
+// While the window works between events (a long drop being read), a strip across the bottom of
+// the window, over the controls' own strip below the list, shows its progress text with a Stop
+// button; Esc stops too. The list doesn't move for it.
 class WindowHost final : public QMainWindow {
  public:
   // Shares `window` for as long as the host lives, and makes the widgets of its controls and
@@ -41,6 +47,11 @@ class WindowHost final : public QMainWindow {
   // The item model behind ListView, or null with it. The host owns it; the rows stay the
   // list's.
   ListItemModel* ItemModel() const { return model_; }
+  // The strip that shows the window's progress, its text, and its Stop button. The host owns
+  // them.
+  QWidget* ProgressStrip() const { return progress_; }
+  QLabel* ProgressLabel() const { return progressText_; }
+  QToolButton* StopButton() const { return stop_; }
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -79,6 +90,10 @@ class WindowHost final : public QMainWindow {
   // Accepts or ignores a drag that enters or moves over the window.
   void Drag(QDragMoveEvent* event);
   void Drop(QDropEvent* event);
+  // Shows what the window says of its work, in the strip and the pointer over the list.
+  void ShowProgress();
+  // Esc while the window works stops the work; true when it did.
+  bool StopKey(const QKeyEvent& event);
 
   toolkit::Ref<toolkit::Window> window_;
   QWidget* area_;
@@ -89,6 +104,12 @@ class WindowHost final : public QMainWindow {
   bool widthsByUser_ = false;
   bool applyingWidths_ = false;
   bool dragTaken_ = false;  // whether the drag over the window now would be taken
+  QWidget* progress_;
+  QLabel* progressText_;
+  QToolButton* stop_;
+  // The first row of a drop whose rows have yet to come, to be scrolled into view when they
+  // do; -1 for none.
+  std::int64_t revealFrom_ = -1;
 };
 
 }  // namespace qt

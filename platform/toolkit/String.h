@@ -48,6 +48,8 @@ class String {
   }
 
  private:
+  friend class Variant;  // which takes over the bytes of a String it is made of
+
   std::string bytes_;
   TextEncoding encoding_ = TextEncoding::None;
 };

@@ -109,6 +109,11 @@ TEST(ExaminationInput, HostileCertificatesEndWithAReason) {
   // 10,000 certificates: refused before libcrypto reads them.
   const Report many = ExamineAt(SignWith(signer.get(), key.get(), {signer.get()}, 9999), nullptr);
   EXPECT_EQ(many.container.reason, "10000 certificates: more than 64 are not examined");
+  // As many as the bound are examined.
+  const int bound = static_cast<int>(kMaxCertificates);
+  const Report full =
+      ExamineAt(SignWith(signer.get(), key.get(), {signer.get()}, bound - 1), nullptr);
+  EXPECT_TRUE(full.container.holds) << full.container.reason;
 
   // A issued B issued A: the chain goes round no more than the verify depth allows.
   const CertPtr ca = NewCert("A", "B", a.get(), b.get()), cb = NewCert("B", "A", b.get(), a.get());

@@ -4,11 +4,13 @@
 #include <QClipboard>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenuBar>
 #include <QMimeData>
 #include <QScreen>
 #include <QScrollBar>
 #include <QTest>
 #include <QTimer>
+#include <QToolButton>
 #include <QToolTip>
 #include <QUrl>
 #include <algorithm>
@@ -62,7 +64,13 @@ class WindowHostTest : public ::testing::Test {
     if (!enter.isAccepted()) return false;
     QDropEvent drop(at, Qt::CopyAction, &mime, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(view().viewport(), &drop);
+    if (finish) FinishReading();
     return drop.isAccepted();
+  }
+  // Whether Drop lets the loop turn until the files are read; else it returns after the event.
+  bool finish = true;
+  void FinishReading() {
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window->Working(); }, 60000));
   }
 
   path Receipt(const std::string& name) {
@@ -92,29 +100,102 @@ TEST_F(WindowHostTest, DropsOfLocalFilesBecomeRows) {
   EXPECT_EQ(list().ListCount(), 3);
 }
 
-// A long drop holds the window: the pointer is busy until it ends, also by an exception, and
-// then the view has every row it added.
-TEST_F(WindowHostTest, ALongDropShowsABusyPointerUntilItEnds) {
+// A long drop is read while the window goes on: its rows come in turns of the loop, its progress
+// shows in a strip at the bottom that moves nothing of the list, with a Stop button, and Esc, the
+// button or an item that raises ends it with the rows added so far; the strip goes then.
+TEST_F(WindowHostTest, ALongDropShowsItsProgressAndStops) {
   const path receipt = Receipt("r.receipt");
+  enum class End { Esc, EscToWindow, Button, Raises, Read };
   const struct {
-    int items;
-    bool raises, busy;
-  } cases[] = {{200, false, false}, {201, false, true}, {201, true, true}};
+    End end;
+    const char* why;
+  } cases[] = {{End::Esc, "Esc in the list"},
+               {End::EscToWindow, "Esc to the window"},
+               {End::Button, "the Stop button"},
+               {End::Raises, "an item that raises"},
+               {End::Read, "read to its end"}};
+  window->ReadingThreads(0);
+  window->ReadingSliceMs(0);  // one item a turn
+  window->raiseOnReading = "boom.receipt";
+  Receipt("boom.receipt");
+  finish = false;
+  host->resize(725, 541 + host->menuBar()->sizeHint().height());
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
     list().DeleteAllRows();
-    bool busy = false;
-    window->AfterDrop = [&] {
-      const QCursor* pointer = QGuiApplication::overrideCursor();
-      busy = pointer && pointer->shape() == Qt::WaitCursor;
-      if (c.raises) throw toolkit::RuntimeException("late");
-    };
-    ASSERT_TRUE(Drop(std::vector<path>(static_cast<std::size_t>(c.items), receipt)));
-    EXPECT_EQ(busy, c.busy) << c.items;
-    EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr) << c.items;
-    EXPECT_EQ(host->ItemModel()->rowCount(), c.items) << c.items;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view().isVisible(); }, 2000));
+    list().AddRow({"first"});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+    const QRect listAt = view().geometry();
+    std::vector<path> files(60, receipt);
+    if (c.end == End::Raises) files[40] = temp.path() / "drop/boom.receipt";
+    ASSERT_TRUE(Drop(files));
+    EXPECT_FALSE(host->ProgressStrip()->isVisible()) << "not in the drop's event";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return host->ProgressStrip()->isVisible(); }, 10000));
+    const QString text = host->ProgressLabel()->text();
+    EXPECT_TRUE(text.startsWith("Reading ") && text.endsWith(" of 60…")) << text.toStdString();
+    EXPECT_EQ(view().geometry(), listAt);
+    const QRect strip = host->ProgressStrip()->geometry();
+    EXPECT_EQ(strip.bottom(), host->centralWidget()->height() - 1);
+    EXPECT_EQ(strip.width(), host->centralWidget()->width());
+    EXPECT_GE(strip.top(), listAt.bottom() - 8) << "covers no more than the list's bottom edge";
+    EXPECT_TRUE(host->StopButton()->isVisible());
+    EXPECT_EQ(host->StopButton()->accessibleName(), "Stop");
+    EXPECT_EQ(host->ProgressLabel()->accessibleDescription(), "Progress");
+    EXPECT_EQ(view().viewport()->cursor().shape(), Qt::BusyCursor);
+    switch (c.end) {
+      case End::Esc:
+      case End::EscToWindow: {
+        QKeyEvent esc(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+        QCoreApplication::sendEvent(c.end == End::Esc ? static_cast<QWidget*>(&view()) : host.get(),
+                                    &esc);
+        EXPECT_FALSE(window->Working());
+        break;
+      }
+      case End::Button:
+        QTest::mouseClick(host->StopButton(), Qt::LeftButton);
+        EXPECT_FALSE(window->Working());
+        break;
+      case End::Raises:
+      case End::Read:
+        FinishReading();
+        break;
+    }
+    const std::int64_t rows = list().ListCount();
+    QTest::qWait(100);
+    EXPECT_EQ(list().ListCount(), rows) << "no row comes after the end";
+    EXPECT_EQ(host->ItemModel()->rowCount(), rows);
+    EXPECT_FALSE(host->ProgressStrip()->isVisible());
+    EXPECT_EQ(view().viewport()->cursor().shape(), Qt::ArrowCursor);
+    const std::int64_t expected = c.end == End::Raises ? 1 + 40 : 1 + 60;
+    if (c.end == End::Raises || c.end == End::Read) {
+      EXPECT_EQ(rows, expected);
+    } else {
+      EXPECT_LT(rows, expected);
+    }
+    // Esc while nothing is read goes on to the window, which has no use for it.
+    QKeyEvent esc(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QCoreApplication::sendEvent(&view(), &esc);
+    EXPECT_EQ(list().ListCount(), rows);
   }
+  finish = true;
   for (QWidget* w : QApplication::topLevelWidgets())
     if (auto* box = qobject_cast<QMessageBox*>(w)) box->accept();
+}
+
+// The rows of a drop read after its event are scrolled into view as they come, at the end of a
+// long list.
+TEST_F(WindowHostTest, TheRowsOfADropComeIntoViewAsTheyAreRead) {
+  for (int i = 0; i < 500; ++i)
+    list().AddRow({"row " + std::to_string(i)});
+  ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+  view().scrollToTop();
+  ASSERT_TRUE(Drop(std::vector<path>(20, Receipt("r.receipt"))));
+  ASSERT_EQ(host->ItemModel()->rowCount(), 521);
+  const QRect first = view().visualRect(host->ItemModel()->index(501, 0));
+  EXPECT_TRUE(view().viewport()->rect().contains(first))
+      << first.y() << " " << view().viewport()->height() << " "
+      << view().verticalScrollBar()->value();
 }
 
 // URLs as a file manager sends them: the bytes of a name reach its row whether or not they are

@@ -5,6 +5,7 @@
 #include "Window1Fixture.h"
 #include "app/FileTypes1.h"
 #include "platform/toolkit/Dictionary.h"
+#include "receipts/CertTools.h"
 
 namespace window_test {
 namespace {
@@ -24,6 +25,8 @@ TEST_F(Window1Test, EachDroppedItemByItsKindAndTheOptionKey) {
   for (const char* name : {"Empty.app", "Odd.app/Contents/_MASReceipt/receipt", "F", "app"})
     scratch.Folder(fs::path("drop") / name);
   scratch.Link("drop/link", "a");
+  // A receipt followed by zeros up to a size that no receipt has: not read at all.
+  fs::resize_file(scratch.Write("drop/huge", Receipt()), CertTools::kLargestReceipt + 1);
   const std::string inApp = "||No MAS receipt in app", folder = "||Ignored (folder)",
                     notReceipt = "||Not a MAS receipt";
   const struct {
@@ -47,6 +50,7 @@ TEST_F(Window1Test, EachDroppedItemByItsKindAndTheOptionKey) {
       {"a name shorter than \".app\"", {"app"}, false, {"app" + folder}, 0},
       {"a file that isn't a receipt", {"notes"}, false, {"notes" + notReceipt}, 0},
       {"a file the reader raises on", {"refused"}, false, {"refused" + notReceipt}, 0},
+      {"a file larger than any receipt", {"huge"}, false, {"huge" + notReceipt}, 0},
       {"an alias is followed; the row has the name it leads to", {"link"}, false, {"a|| +"}, 0},
       {"items without a file don't count", {"", "notes", ""}, false, {"notes" + notReceipt}, 0},
       {"several, Option up: receipts only", {"F", "Fake.app", "a", "notes"}, false, {"a|| +"}, 1},

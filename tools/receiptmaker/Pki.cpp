@@ -90,25 +90,25 @@ struct CertSpec {
 };
 
 // Signed with SHA-256 by issuerKey; issuer null makes the certificate self-signed.
-CertPtr MakeCertificate(const CertSpec& spec, X509* issuer, EVP_PKEY* issuerKey) {
+CertPtr MakeCertificate(const CertSpec& wanted, X509* issuer, EVP_PKEY* issuerKey) {
   CertPtr cert(X509_new());
   if (!cert) ThrowOpenSsl("X509_new");
-  const NamePtr subject = Name(spec.subject);
+  const NamePtr subject = Name(wanted.subject);
   if (X509_set_version(cert.get(), X509_VERSION_3) != 1 ||
-      ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), spec.serial) != 1 ||
-      ASN1_TIME_set(X509_getm_notBefore(cert.get()), spec.validity.notBefore) == nullptr ||
-      ASN1_TIME_set(X509_getm_notAfter(cert.get()), spec.validity.notAfter) == nullptr ||
+      ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), wanted.serial) != 1 ||
+      ASN1_TIME_set(X509_getm_notBefore(cert.get()), wanted.validity.notBefore) == nullptr ||
+      ASN1_TIME_set(X509_getm_notAfter(cert.get()), wanted.validity.notAfter) == nullptr ||
       X509_set_subject_name(cert.get(), subject.get()) != 1 ||
       X509_set_issuer_name(
           cert.get(), issuer != nullptr ? X509_get_subject_name(issuer) : subject.get()) != 1 ||
-      X509_set_pubkey(cert.get(), spec.key) != 1) {
+      X509_set_pubkey(cert.get(), wanted.key) != 1) {
     ThrowOpenSsl("filling in a certificate");
   }
   X509V3_CTX context;
   X509V3_set_ctx_nodb(&context);
   X509V3_set_ctx(&context, issuer != nullptr ? issuer : cert.get(), cert.get(), nullptr, nullptr,
                  0);
-  for (const auto& [name, value] : spec.extensions) {
+  for (const auto& [name, value] : wanted.extensions) {
     X509_EXTENSION* extension = X509V3_EXT_nconf(nullptr, &context, name, value);
     const bool added = extension != nullptr && X509_add_ext(cert.get(), extension, -1) == 1;
     X509_EXTENSION_free(extension);
