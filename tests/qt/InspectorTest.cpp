@@ -199,6 +199,21 @@ TEST_F(InspectorReadingTheMachine, CountsTheMachineInItsFirstVerdict) {
   EXPECT_EQ(Line(1), "Issued for this machine (eth1, 02:00:00:00:00:08)");
 }
 
+// A purchase's text shows the characters that would turn it around as marks, as the list does.
+TEST_F(InspectorTest, ShowsDirectionMarksInPurchases) {
+  auto attributes = window_test::kBundleAndVersion;
+  attributes.push_back({17, 1,
+                        ReceiptMaker::PurchaseValue(
+                            {{1702, 1, ReceiptMaker::Utf8Value("abc\u202Etxt.exe\u202C def")}})});
+  Open({temp.Write("in/turned.receipt", window_test::Receipt(attributes))});
+  inspector->ShowAction()->trigger();
+  Select(0);
+  const QAbstractItemModel* purchases = inspector->Pane()->PurchaseView()->model();
+  ASSERT_EQ(purchases->rowCount(), 1);
+  EXPECT_EQ(purchases->index(0, 0).data().toString(),
+            QString::fromUtf8("abc\u2039RLO\u203Atxt.exe\u2039PDF\u203A def"));
+}
+
 // A row that is no receipt says why in the system's words; its own text stays.
 TEST_F(InspectorTest, SaysWhyARowIsNoReceipt) {
   const fs::path fifo = temp.path() / "pipe.receipt";
