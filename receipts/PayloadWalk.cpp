@@ -3,6 +3,7 @@
 #include <openssl/asn1.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -102,23 +103,26 @@ class Cursor {
   std::size_t size_;
 };
 
-// The text of an attribute's number in its keys: decimal, "-" before a negative number, no
-// padding.
-String NumberText(std::int64_t number) {
-  return toolkit::Str(number, "-#");
-}
+// The two String keys of an attribute, "attr " and "raw " followed by the text of its number:
+// decimal, "-" before a negative number, no padding.
+class EntryKeys {
+ public:
+  explicit EntryKeys(std::int64_t number) {
+    std::memcpy(attr_, "attr ", 5);
+    std::memcpy(raw_, "raw ", 4);
+    const char* const end = std::to_chars(attr_ + 5, attr_ + sizeof attr_, number).ptr;
+    digits_ = static_cast<std::size_t>(end - (attr_ + 5));
+    std::memcpy(raw_ + 4, attr_ + 5, digits_);
+  }
 
-// A key of an attribute's entries, "attr " or "raw " followed by the number text, formed in
-// one piece.
-template <std::size_t N>
-String EntryKey(const char (&prefix)[N], const String& numberText) {
-  constexpr std::size_t kPrefix = N - 1;
-  char buffer[kPrefix + 20];  // 20: the longest number text, that of INT64_MIN
-  const std::size_t length = std::min(numberText.LenB(), sizeof buffer - kPrefix);
-  std::memcpy(buffer, prefix, kPrefix);
-  std::memcpy(buffer + kPrefix, numberText.View().data(), length);
-  return String(std::string_view(buffer, kPrefix + length));
-}
+  std::string_view Attr() const { return {attr_, 5 + digits_}; }
+  std::string_view Raw() const { return {raw_, 4 + digits_}; }
+
+ private:
+  char attr_[5 + 20];  // 20: the longest number text, that of INT64_MIN
+  char raw_[4 + 20];
+  std::size_t digits_;
+};
 
 // What a record's value object decodes to. Texts stay where they lie in the payload until
 // their SET's map is filled.
@@ -158,13 +162,13 @@ class SetEntries {
     }
     map.Reserve(count);
     for (const Attribute& a : attributes_) {
-      const Ref<MemoryBlock> raw = Copy(a.raw);
+      Variant raw(Copy(a.raw));
       if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
-      const String numberText = NumberText(a.number);
+      const EntryKeys keys(a.number);
       if (a.decoded.kind != Kind::None) {
         // The block of the record whose value is kept: the one object that is "raw N" when
         // that record is also the last.
-        Ref<MemoryBlock> rawOfDecoded;
+        Variant rawOfDecoded;
         if (a.decoded.kind == Kind::Raw || KeepsRaw(a.key))
           rawOfDecoded = a.rawOfDecoded.Data() == a.raw.Data() ? raw : Copy(a.rawOfDecoded);
         Variant decoded;
@@ -174,15 +178,15 @@ class SetEntries {
           decoded = a.decoded.integer;
         } else {
           const Cursor& text = a.decoded.text;
-          decoded = String(std::string(reinterpret_cast<const char*>(text.Data()), text.Size()),
-                           a.decoded.encoding);
+          decoded = Variant::Text(
+              std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
+              a.decoded.encoding);
         }
         if (a.key != Keys::None)
-          map.Value(static_cast<std::int64_t>(a.key),
-                    KeepsRaw(a.key) ? Variant(rawOfDecoded) : decoded);
-        map.Value(EntryKey("attr ", numberText), std::move(decoded));
+          map.Value(static_cast<std::int64_t>(a.key), KeepsRaw(a.key) ? rawOfDecoded : decoded);
+        map.Value(Variant::Text(keys.Attr()), std::move(decoded));
       }
-      map.Value(EntryKey("raw ", numberText), Variant(raw));
+      map.Value(Variant::Text(keys.Raw()), std::move(raw));
     }
   }
 
@@ -202,38 +206,80 @@ class SetEntries {
     Cursor rawOfDecoded;  // the OCTET STRING contents of the record that gave it
   };
 
+  // Up to this many numbers a SET's attributes are found by a scan, which for a receipt's dozen
+  // costs less than a table; from the next one on through `indexes_`, so that a SET of many
+  // numbers is still walked in linear time.
+  static constexpr std::size_t kScanned = 16;
+
   // The attribute of `number`, a new one when the number is new. Records of one number tend to
   // come together (a receipt's purchases do), so the last one found is tried first.
   Attribute& Find(std::int64_t number) {
     if (last_ < attributes_.size() && attributes_[last_].number == number)
       return attributes_[last_];
-    if (attributes_.empty()) {  // a receipt has about a dozen numbers
-      attributes_.reserve(16);
-      indexes_.Reserve(16);
+    if (!indexed_) {
+      for (std::size_t i = 0; i < attributes_.size(); ++i) {
+        if (attributes_[i].number == number) return attributes_[last_ = i];
+      }
+      if (attributes_.size() < kScanned) return Add(number);
+      indexed_ = true;
+      indexes_.Reserve(static_cast<std::int64_t>(kScanned * 2));
+      for (std::size_t i = 0; i < attributes_.size(); ++i)
+        indexes_.Value(attributes_[i].number, static_cast<std::int64_t>(i));
     }
     const auto [index, added] =
         indexes_.FindOrAdd(number, static_cast<std::int64_t>(attributes_.size()));
-    if (added) {
-      attributes_.push_back(
-          Attribute{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)});
-    }
-    last_ = static_cast<std::size_t>(index.Int64Value());
-    return attributes_[last_];
+    if (added) return Add(number);
+    return attributes_[last_ = static_cast<std::size_t>(index.Int64Value())];
+  }
+
+  // A new attribute of `number`, which no attribute has yet.
+  Attribute& Add(std::int64_t number) {
+    if (attributes_.empty()) attributes_.reserve(kScanned);
+    last_ = attributes_.size();
+    return attributes_.emplace_back(
+        Attribute{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)});
   }
 
   std::vector<Attribute> attributes_;  // in the order of their numbers' first records
-  Dictionary indexes_;                 // attribute number -> its index in attributes_
+  bool indexed_ = false;               // whether the numbers have outgrown the scan
+  Dictionary indexes_;                 // number -> index in attributes_, once indexed_
   std::size_t last_ = 0;               // the index of the attribute found last
 };
+
+// Whether the identifier and length bytes at the front of `octets` show by themselves that the
+// object they begin can't be a decoded value: fewer than two bytes, no contents, the indefinite
+// form, or contents that run past `octets`. Whatever ASN1_get_object answered for such an object,
+// an error or a header, the fallback rule would take the raw block; not asking it spares the
+// error that it would leave in OpenSSL's queue, which the raw bytes of a receipt's opaque value
+// and hash mostly make. False, leaving the reading to the library, for an identifier of more
+// than one byte and whenever the object may fit.
+bool OverrunsOrEmpty(const Cursor& octets) {
+  if (octets.Size() < 2) return true;
+  const std::uint8_t* const bytes = octets.Data();
+  if ((bytes[0] & 0x1F) == 0x1F) return false;  // the tag number goes on in further bytes
+  const std::size_t room = octets.Size() - 2;   // for the long form's bytes and the contents
+  if (bytes[1] < 0x80) return bytes[1] == 0 || bytes[1] > room;
+  const std::size_t count = bytes[1] & 0x7F;  // of the long form's length bytes; 0: indefinite
+  if (count == 0 || count > room) return true;
+  std::size_t length = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (length > (room >> 8)) return true;  // one more byte makes it larger than room
+    length = length << 8 | bytes[2 + i];
+  }
+  return length == 0 || length > room - count;
+}
 
 // `octets` are the contents of the attribute's OCTET STRING; `toRecordEnd` starts at the same
 // byte and runs to the end of the record.
 void TakeAttribute(SetEntries& entries, std::int64_t number, const Cursor& octets,
                    Cursor toRecordEnd, Asn1GetObject read) {
   // The bound of the value object is the end of the record, not of the OCTET STRING; the
-  // fallback test below catches an object that runs past the OCTET STRING.
+  // fallback test below catches an object that runs past the OCTET STRING. Where the bytes show
+  // that by themselves, the header isn't read: it stays "no header", which that test sends to
+  // the raw block as well.
   Header h;
-  const Cursor value = toRecordEnd.ReadObject(read, h);
+  Cursor value(nullptr, 0);
+  if (!OverrunsOrEmpty(octets)) value = toRecordEnd.ReadObject(read, h);
 
   Decoded decoded;
   if (h.result != 0 || h.length < 1 || h.headerSize + h.length > octets.Size()) {

@@ -3,6 +3,7 @@
 #include <QElapsedTimer>
 #include <QTextDocument>
 #include <QTimerEvent>
+#include <algorithm>
 
 namespace qt {
 
@@ -78,20 +79,73 @@ bool ListItemModel::hasChildren(const QModelIndex& parent) const {
   return row >= 0 && (list_->RowIsFolder(row) || ShownChildren(row) > 0);
 }
 
+namespace {
+
+// The mark of a character that orders text by direction rather than showing as itself: its
+// abbreviation between single angle quotes, or null for any other character. Such a character
+// would reorder the rest of the cell ("abc", U+202E, "txt.exe" reads "abc exe.txt"), so that
+// a name could pass for another.
+const char* DirectionMark(char16_t u) {
+  switch (u) {
+    case 0x061C:
+      return "\u2039ALM\u203A";
+    case 0x200E:
+      return "\u2039LRM\u203A";
+    case 0x200F:
+      return "\u2039RLM\u203A";
+    case 0x202A:
+      return "\u2039LRE\u203A";
+    case 0x202B:
+      return "\u2039RLE\u203A";
+    case 0x202C:
+      return "\u2039PDF\u203A";
+    case 0x202D:
+      return "\u2039LRO\u203A";
+    case 0x202E:
+      return "\u2039RLO\u203A";
+    case 0x2066:
+      return "\u2039LRI\u203A";
+    case 0x2067:
+      return "\u2039RLI\u203A";
+    case 0x2068:
+      return "\u2039FSI\u203A";
+    case 0x2069:
+      return "\u2039PDI\u203A";
+    default:
+      return nullptr;
+  }
+}
+
+// Whether a character of a cell is shown as a mark rather than as itself.
+bool Marked(char16_t u) {
+  return u < 0x20 || (u >= 0x7F && u < 0xA0) || u == 0x2028 || u == 0x2029 ||
+         DirectionMark(u) != nullptr;
+}
+
+}  // namespace
+
 QString ShownText(std::string_view bytes) {
   QString text = QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
-  for (QChar& c : text) {
+  if (std::none_of(text.cbegin(), text.cend(), [](QChar c) { return Marked(c.unicode()); }))
+    return text;
+  QString shown;
+  shown.reserve(text.size() + 8);
+  for (const QChar c : text) {
     const char16_t u = c.unicode();
-    if (u == u'\n')
-      c = QChar(0x21B5);  // ↵
+    if (u == u'\n' || u == 0x2028 || u == 0x2029)
+      shown += QChar(0x21B5);  // ↵, also for the line and paragraph separators
     else if (u < 0x20)
-      c = QChar(0x2400 + u);  // the control pictures, ␀ to ␟
+      shown += QChar(0x2400 + u);  // the control pictures, ␀ to ␟
     else if (u == 0x7F)
-      c = QChar(0x2421);  // ␡
+      shown += QChar(0x2421);  // ␡
     else if (u >= 0x80 && u < 0xA0)
-      c = QChar::ReplacementCharacter;  // C1 controls have no pictures
+      shown += QChar::ReplacementCharacter;  // C1 controls have no pictures
+    else if (const char* mark = DirectionMark(u))
+      shown += QString::fromUtf8(mark);
+    else
+      shown += c;
   }
-  return text;
+  return shown;
 }
 
 namespace {

@@ -12,9 +12,10 @@
 
 namespace qt {
 
-// A cell's bytes as the list shows them: a byte that is not UTF-8 as U+FFFD, and a control
-// character as a visible mark ("↵" for a line end), so that a row stays one line and two names
-// that differ only there look different.
+// A cell's bytes as the list shows them: a byte that is not UTF-8 as U+FFFD, a control
+// character as a visible mark ("↵" for a line end), and a character that sets the direction of
+// the text as its abbreviation ("‹RLO›"), not applied. So a row stays one line, reads in the
+// order of its bytes, and two names that differ only there look different.
 QString ShownText(std::string_view bytes);
 
 // A Qt item model over the toolkit's ListModel, which stays the one store of rows and cells and

@@ -18,16 +18,21 @@ namespace {
 }
 }  // namespace
 
-std::size_t Dictionary::FindSlot(const Variant& key, std::uint64_t hash) const {
-  if (slots_.empty()) return kNone;
+inline std::size_t Dictionary::Probe(const Variant& key, std::uint64_t hash) const {
   const std::size_t mask = slots_.size() - 1;
   const auto check = static_cast<std::uint32_t>(hash);
   // The table is at most half full, so an empty slot ends every search.
   for (std::size_t i = Home(hash);; i = (i + 1) & mask) {
     const Slot slot = slots_[i];
-    if (slot.entry == 0) return kNone;
+    if (slot.entry == 0) return i;
     if (slot.check == check && entries_[slot.entry - 1].key == key) return i;
   }
+}
+
+std::size_t Dictionary::FindSlot(const Variant& key, std::uint64_t hash) const {
+  if (slots_.empty()) return kNone;
+  const std::size_t slot = Probe(key, hash);
+  return slots_[slot].entry != 0 ? slot : kNone;
 }
 
 void Dictionary::Place(std::size_t index) {
@@ -56,31 +61,47 @@ void Dictionary::Reserve(std::int64_t count) {
 }
 
 template <class Key, class Item>
-std::size_t Dictionary::Add(Key&& key, Item&& value, std::uint64_t hash) {
+std::size_t Dictionary::Add(Key&& key, Item&& value, std::uint64_t hash, std::size_t free) {
   // The slots may be made anew, but the entries move only once the new one is made: `key` and
   // `value` may be keys or values of this map.
-  if ((entries_.size() + 1) * 2 > slots_.size()) Rehash(slots_.empty() ? 16 : slots_.size() * 2);
+  if ((entries_.size() + 1) * 2 > slots_.size()) {
+    Rehash(slots_.empty() ? 16 : slots_.size() * 2);
+    free = kNone;  // the slot of the search is gone with the table it was in
+  }
   entries_.emplace_back(std::forward<Key>(key), std::forward<Item>(value), hash);
-  Place(entries_.size() - 1);
-  return entries_.size() - 1;
+  const std::size_t index = entries_.size() - 1;
+  if (free == kNone) {
+    Place(index);
+  } else {
+    slots_[free] = Slot{static_cast<std::uint32_t>(index + 1), static_cast<std::uint32_t>(hash)};
+  }
+  return index;
 }
 
 template <class Key, class Item>
 void Dictionary::Store(Key&& key, Item&& value) {
   const std::uint64_t hash = Mix(key.Hash());
-  const std::size_t slot = FindSlot(key, hash);
-  if (slot != kNone) {
-    entries_[slots_[slot].entry - 1].value = std::forward<Item>(value);
-    return;
+  std::size_t free = kNone;
+  if (!slots_.empty()) {
+    const std::size_t slot = Probe(key, hash);
+    if (slots_[slot].entry != 0) {
+      entries_[slots_[slot].entry - 1].value = std::forward<Item>(value);
+      return;
+    }
+    free = slot;
   }
-  Add(std::forward<Key>(key), std::forward<Item>(value), hash);
+  Add(std::forward<Key>(key), std::forward<Item>(value), hash, free);
 }
 
 std::pair<Variant&, bool> Dictionary::FindOrAdd(const Variant& key, Variant value) {
   const std::uint64_t hash = Mix(key.Hash());
-  const std::size_t slot = FindSlot(key, hash);
-  if (slot != kNone) return {entries_[slots_[slot].entry - 1].value, false};
-  return {entries_[Add(key, std::move(value), hash)].value, true};
+  std::size_t free = kNone;
+  if (!slots_.empty()) {
+    const std::size_t slot = Probe(key, hash);
+    if (slots_[slot].entry != 0) return {entries_[slots_[slot].entry - 1].value, false};
+    free = slot;
+  }
+  return {entries_[Add(key, std::move(value), hash, free)].value, true};
 }
 
 void Dictionary::Value(const Variant& key, const Variant& value) {

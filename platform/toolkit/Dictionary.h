@@ -61,15 +61,19 @@ class Dictionary : public Object {
   // is its top bits.
   static std::uint64_t Mix(std::size_t hash) { return hash * 0x9E3779B97F4A7C15; }
   std::size_t Home(std::uint64_t hash) const { return static_cast<std::size_t>(hash >> shift_); }
+  // Where the search for `key`, whose Mix is `hash`, ends in a slot table that isn't empty:
+  // the slot that refers to the key, or the empty slot where the key would be placed.
+  std::size_t Probe(const Variant& key, std::uint64_t hash) const;
   // The slot that refers to `key`, or kNone.
   std::size_t FindSlot(const Variant& key, std::uint64_t hash) const;
   // Makes the slot table `size` slots large, a power of two, and fills it again.
   void Rehash(std::size_t size);
   // Points the first free slot from the entry's home at entry `index`.
   void Place(std::size_t index);
-  // Makes a new entry of a key that isn't there, whose Mix is `hash`; its index.
+  // Makes a new entry of a key that isn't there, whose Mix is `hash`; its index. `free` is the
+  // empty slot where the search for the key ended, or kNone when there was no table to search.
   template <class Key, class Item>
-  std::size_t Add(Key&& key, Item&& value, std::uint64_t hash);
+  std::size_t Add(Key&& key, Item&& value, std::uint64_t hash, std::size_t free);
   template <class Key, class Item>
   void Store(Key&& key, Item&& value);
 

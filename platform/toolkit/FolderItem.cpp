@@ -220,7 +220,7 @@ Ref<BinaryStream> BinaryStream::Open(const Ref<FolderItem>& file, bool readWrite
       std::clamp(static_cast<std::size_t>(st.st_size), std::size_t{BUFSIZ}, kLargestBuffer);
   auto buffer = std::make_unique_for_overwrite<char[]>(size);
   std::setvbuf(f, buffer.get(), _IOFBF, size);
-  return Ref<BinaryStream>::New(f, std::move(buffer));
+  return Ref<BinaryStream>::New(f, std::move(buffer), static_cast<std::int64_t>(st.st_size));
 }
 
 std::uintptr_t BinaryStream::Handle(int type) const {

@@ -55,24 +55,34 @@ bool SameNumber(std::int64_t i, double d) {
 
 }  // namespace
 
+Variant::Variant(String v) {
+  if (v.bytes_.size() <= kShortText) {
+    SetText(v.bytes_);
+  } else {
+    new (&u_.longText) std::string(std::move(v.bytes_));
+    kind_ = Kind::LongText;
+  }
+  encoding_ = v.encoding_;
+}
+
 int Variant::VarType() const {
-  // In the order of the alternatives of v_.
-  static constexpr int kCodes[] = {TypeNil,    TypeBoolean, TypeInt32,  TypeInt64,
-                                   TypeSingle, TypeDouble,  TypeString, TypeObject};
-  static_assert(std::size(kCodes) == std::variant_size_v<decltype(v_)>);
-  return kCodes[v_.index()];
+  // In the order of Kind.
+  static constexpr int kCodes[] = {TypeNil,    TypeBoolean, TypeInt32,  TypeInt64, TypeSingle,
+                                   TypeDouble, TypeString,  TypeString, TypeObject};
+  static_assert(std::size(kCodes) == static_cast<std::size_t>(Kind::Object) + 1);
+  return kCodes[static_cast<std::size_t>(kind_)];
 }
 
 bool Variant::BooleanValue() const {
-  if (const auto* b = std::get_if<bool>(&v_)) return *b;
-  if (const auto* s = std::get_if<String>(&v_)) return EqualsNoCase(s->View(), "true");
+  if (kind_ == Kind::Boolean) return u_.boolean;
+  if (IsString()) return EqualsNoCase(TextView(), "true");
   if (IsObject()) throw TypeMismatchException("an object has no Boolean value");
   return DoubleValue() != 0;
 }
 
 std::int64_t Variant::Int64Value() const {
-  if (const auto* i = std::get_if<std::int64_t>(&v_)) return *i;
-  if (const auto* i = std::get_if<std::int32_t>(&v_)) return *i;
+  if (kind_ == Kind::Int64) return u_.int64;
+  if (kind_ == Kind::Int32) return u_.int32;
   const double d = DoubleValue();
   // Out-of-range and NaN values saturate instead of being undefined behaviour.
   if (std::isnan(d)) return 0;
@@ -87,47 +97,54 @@ std::int32_t Variant::Int32Value() const {
 }
 
 double Variant::DoubleValue() const {
-  return std::visit(
-      [](const auto& x) -> double {
-        using T = std::decay_t<decltype(x)>;
-        if constexpr (std::is_same_v<T, std::monostate>)
-          return 0;
-        else if constexpr (std::is_same_v<T, bool>)
-          return x ? 1 : 0;
-        else if constexpr (std::is_same_v<T, String>)
-          return Val(x);
-        else if constexpr (std::is_same_v<T, Ref<Object>>)
-          throw TypeMismatchException("an object has no numeric value");
-        else
-          return static_cast<double>(x);
-      },
-      v_);
+  switch (kind_) {
+    case Kind::Nil:
+      return 0;
+    case Kind::Boolean:
+      return u_.boolean ? 1 : 0;
+    case Kind::Int32:
+      return u_.int32;
+    case Kind::Int64:
+      return static_cast<double>(u_.int64);
+    case Kind::Single:
+      return u_.single;
+    case Kind::Double:
+      return u_.real;
+    case Kind::ShortText:
+    case Kind::LongText:
+      return Val(StringValue());
+    case Kind::Object:
+      break;
+  }
+  throw TypeMismatchException("an object has no numeric value");
 }
 
 String Variant::StringValue() const {
-  return std::visit(
-      [](const auto& x) -> String {
-        using T = std::decay_t<decltype(x)>;
-        if constexpr (std::is_same_v<T, std::monostate>)
-          return String();
-        else if constexpr (std::is_same_v<T, bool>)
-          return x ? "True" : "False";
-        else if constexpr (std::is_same_v<T, std::int32_t> || std::is_same_v<T, std::int64_t>)
-          return Str(x);
-        else if constexpr (std::is_same_v<T, float> || std::is_same_v<T, double>)
-          return Str(static_cast<double>(x));
-        else if constexpr (std::is_same_v<T, String>)
-          return x;
-        else {
-          if (const auto block = x.template As<MemoryBlock>()) return block->StringValue();
-          throw TypeMismatchException("an object has no String value");
-        }
-      },
-      v_);
+  switch (kind_) {
+    case Kind::Nil:
+      return String();
+    case Kind::Boolean:
+      return u_.boolean ? "True" : "False";
+    case Kind::Int32:
+      return Str(u_.int32);
+    case Kind::Int64:
+      return Str(u_.int64);
+    case Kind::Single:
+      return Str(static_cast<double>(u_.single));
+    case Kind::Double:
+      return Str(u_.real);
+    case Kind::ShortText:
+    case Kind::LongText:
+      return String(std::string(TextView()), encoding_);
+    case Kind::Object:
+      break;
+  }
+  if (const auto block = u_.object.As<MemoryBlock>()) return block->StringValue();
+  throw TypeMismatchException("an object has no String value");
 }
 
 Ref<Object> Variant::ObjectValue() const {
-  if (const auto* o = std::get_if<Ref<Object>>(&v_)) return *o;
+  if (kind_ == Kind::Object) return u_.object;
   return nullptr;
 }
 
@@ -166,9 +183,31 @@ std::size_t Variant::HashBytes(std::string_view bytes) {
 }
 
 bool Variant::Equals(const Variant& a, const Variant& b) {
-  // Two values of one kind compare as that kind: Strings by bytes, objects by identity, numbers
+  // Two values of one kind compare as that kind: texts by bytes, objects by identity, numbers
   // by value. Only numbers of different kinds need the comparison across kinds below.
-  if (a.v_.index() == b.v_.index()) return a.v_ == b.v_;
+  if (a.IsString() || b.IsString())
+    return a.IsString() && b.IsString() && a.TextView() == b.TextView();
+  if (a.kind_ == b.kind_) {
+    switch (a.kind_) {
+      case Kind::Nil:
+        return true;
+      case Kind::Boolean:
+        return a.u_.boolean == b.u_.boolean;
+      case Kind::Int32:
+        return a.u_.int32 == b.u_.int32;
+      case Kind::Int64:
+        return a.u_.int64 == b.u_.int64;
+      case Kind::Single:
+        return a.u_.single == b.u_.single;
+      case Kind::Double:
+        return a.u_.real == b.u_.real;
+      case Kind::Object:
+        return a.u_.object == b.u_.object;
+      case Kind::ShortText:
+      case Kind::LongText:
+        break;  // compared above
+    }
+  }
   const auto na = NumberOf(a);
   const auto nb = NumberOf(b);
   if (na || nb) {
@@ -188,17 +227,9 @@ std::size_t Variant::HashOther() const {
     if (IsInteger(*this) || FitsInt64(d)) return std::hash<std::int64_t>{}(Int64Value());
     return std::hash<double>{}(d);
   }
-  return std::visit(
-      [](const auto& x) -> std::size_t {
-        using T = std::decay_t<decltype(x)>;
-        if constexpr (std::is_same_v<T, bool>)
-          return x ? 1 : 2;
-        else if constexpr (std::is_same_v<T, Ref<Object>>)
-          return std::hash<const void*>{}(x.get());
-        else
-          return 0;  // nil; numbers and texts were hashed above
-      },
-      v_);
+  if (kind_ == Kind::Boolean) return u_.boolean ? 1 : 2;
+  if (kind_ == Kind::Object) return std::hash<const void*>{}(u_.object.get());
+  return 0;  // nil; numbers and texts were hashed above
 }
 
 bool IsNumeric(const Variant& value) {

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <functional>
+#include <new>
+#include <string>
 #include <string_view>
-#include <variant>
+#include <utility>
 
 #include "platform/toolkit/Ref.h"
 #include "platform/toolkit/String.h"
@@ -13,6 +16,11 @@ namespace toolkit {
 // A tagged value: nil, a Boolean, a number of one of four kinds, a String, or an object.
 // Objects compare by identity, so "the same MemoryBlock" is a testable fact; numbers compare
 // by value across their kinds, so the Int64 key 1 finds what the Int32 key 1 stored.
+//
+// A text of up to kShortText bytes lies inside the Variant itself, so that the short texts that
+// fill maps (keys such as "raw 17", dates, identifiers) cost no allocation; a longer one is held
+// in a std::string. Every kind but a long text and an object is copied, moved and destroyed as
+// plain bytes.
 class Variant {
  public:
   // The toolkit's codes for the kind of value held.
@@ -27,24 +35,68 @@ class Variant {
     TypeBoolean = 11,
   };
 
-  Variant() = default;
-  Variant(std::nullptr_t) {}                 // NOLINT: nil
-  Variant(bool v) : v_(v) {}                 // NOLINT
-  Variant(std::int32_t v) : v_(v) {}         // NOLINT
-  Variant(std::int64_t v) : v_(v) {}         // NOLINT
-  Variant(float v) : v_(v) {}                // NOLINT
-  Variant(double v) : v_(v) {}               // NOLINT
-  Variant(String v) : v_(std::move(v)) {}    // NOLINT
-  Variant(const char* v) : v_(String(v)) {}  // NOLINT
+  // The longest text held inside the Variant.
+  static constexpr std::size_t kShortText = 32;
+
+  Variant() noexcept {}
+  Variant(std::nullptr_t) noexcept {}                                      // NOLINT: nil
+  Variant(bool v) noexcept : kind_(Kind::Boolean) { u_.boolean = v; }      // NOLINT
+  Variant(std::int32_t v) noexcept : kind_(Kind::Int32) { u_.int32 = v; }  // NOLINT
+  Variant(std::int64_t v) noexcept : kind_(Kind::Int64) { u_.int64 = v; }  // NOLINT
+  Variant(float v) noexcept : kind_(Kind::Single) { u_.single = v; }       // NOLINT
+  Variant(double v) noexcept : kind_(Kind::Double) { u_.real = v; }        // NOLINT
+  Variant(String v);                                                       // NOLINT
+  Variant(const char* v) {
+    SetText(v != nullptr ? std::string_view(v) : std::string_view());
+  }  // NOLINT
   template <class T>
   Variant(const Ref<T>& object) {  // NOLINT: a nil Ref makes a nil Variant
-    if (object) v_ = Ref<Object>(object);
+    if (object) {
+      new (&u_.object) Ref<Object>(object);
+      kind_ = Kind::Object;
+    }
+  }
+  // A String of `bytes` with `encoding` declared on it, made in its place: what
+  // Variant(String(...)) holds, without the String in between.
+  static Variant Text(std::string_view bytes, TextEncoding encoding = TextEncoding::None) {
+    Variant v;
+    v.SetText(bytes);
+    v.encoding_ = encoding;
+    return v;
   }
 
+  Variant(const Variant& other)
+      : kind_(other.kind_), length_(other.length_), encoding_(other.encoding_) {
+    if (kind_ == Kind::LongText)
+      new (&u_.longText) std::string(other.u_.longText);
+    else if (kind_ == Kind::Object)
+      new (&u_.object) Ref<Object>(other.u_.object);
+    else
+      CopyBytes(other);
+  }
+  Variant(Variant&& other) noexcept { Take(std::move(other)); }
+  Variant& operator=(const Variant& other) {
+    if (this != &other) {
+      Variant copy(other);  // before this lets go of what it holds, which may hold `other`
+      Destroy();
+      Take(std::move(copy));
+    }
+    return *this;
+  }
+  Variant& operator=(Variant&& other) noexcept {
+    if (this != &other) {
+      Variant taken(std::move(other));  // `other` may live in what this holds
+      Destroy();
+      Take(std::move(taken));
+    }
+    return *this;
+  }
+  ~Variant() { Destroy(); }
+
   int VarType() const;
-  bool IsNull() const { return v_.index() == 0; }
-  bool IsObject() const { return std::holds_alternative<Ref<Object>>(v_); }
-  bool IsString() const { return std::holds_alternative<String>(v_); }
+  bool IsNull() const { return kind_ == Kind::Nil; }
+  bool IsObject() const { return kind_ == Kind::Object; }
+  bool IsString() const { return kind_ == Kind::ShortText || kind_ == Kind::LongText; }
 
   // Conversions. A nil converts to 0, false or the empty String. A String converts to a
   // number by its leading number (Val) and to a Boolean by being "True" (any case). A
@@ -66,26 +118,117 @@ class Variant {
   // Texts and Int64 are the keys of the maps that readers fill: those two compare and hash
   // here, everything else in Variant.cpp.
   friend bool operator==(const Variant& a, const Variant& b) {
-    if (const auto* sa = std::get_if<String>(&a.v_)) {
-      if (const auto* sb = std::get_if<String>(&b.v_)) return sa->View() == sb->View();
-    } else if (const auto* ia = std::get_if<std::int64_t>(&a.v_)) {
-      if (const auto* ib = std::get_if<std::int64_t>(&b.v_)) return *ia == *ib;
+    if (a.IsString()) {
+      if (b.IsString()) return a.TextView() == b.TextView();
+    } else if (a.kind_ == Kind::Int64 && b.kind_ == Kind::Int64) {
+      return a.u_.int64 == b.u_.int64;
     }
     return Equals(a, b);
   }
   std::size_t Hash() const {
-    if (const auto* text = std::get_if<String>(&v_)) return HashBytes(text->View());
-    if (const auto* i = std::get_if<std::int64_t>(&v_)) return std::hash<std::int64_t>{}(*i);
+    if (IsString()) return HashBytes(TextView());
+    if (kind_ == Kind::Int64) return std::hash<std::int64_t>{}(u_.int64);
     return HashOther();
   }
 
  private:
+  enum class Kind : std::uint8_t {
+    Nil,
+    Boolean,
+    Int32,
+    Int64,
+    Single,
+    Double,
+    ShortText,  // length_ bytes in u_.text
+    LongText,   // u_.longText
+    Object,     // u_.object, never nil
+  };
+
+  // The bytes of a text; only for a Variant that holds one.
+  std::string_view TextView() const {
+    return kind_ == Kind::ShortText ? std::string_view(u_.text, length_)
+                                    : std::string_view(u_.longText);
+  }
+  // Makes this nil Variant hold `bytes` as a text with no encoding.
+  void SetText(std::string_view bytes) {
+    if (bytes.size() <= kShortText) {
+      kind_ = Kind::ShortText;
+      length_ = static_cast<std::uint8_t>(bytes.size());
+      CopyShort(u_.text, bytes.data(), bytes.size());
+    } else {
+      new (&u_.longText) std::string(bytes);
+      kind_ = Kind::LongText;
+    }
+  }
+  // Copies `size` bytes, at most kShortText, from `from` to `to` in two fixed-size moves that
+  // overlap where the size is no power of two, reading and writing nothing outside the bytes;
+  // a call of memcpy for a few bytes costs more than the copy.
+  static void CopyShort(char* to, const char* from, std::size_t size) {
+    if (size >= 16) {
+      std::memcpy(to, from, 16);
+      std::memcpy(to + size - 16, from + size - 16, 16);
+    } else if (size >= 8) {
+      std::memcpy(to, from, 8);
+      std::memcpy(to + size - 8, from + size - 8, 8);
+    } else if (size >= 4) {
+      std::memcpy(to, from, 4);
+      std::memcpy(to + size - 4, from + size - 4, 4);
+    } else if (size > 0) {
+      to[0] = from[0];
+      to[size / 2] = from[size / 2];
+      to[size - 1] = from[size - 1];
+    }
+  }
+  // The storage of a kind that is plain bytes, copied whole.
+  void CopyBytes(const Variant& other) {
+    std::memcpy(static_cast<void*>(&u_), static_cast<const void*>(&other.u_), sizeof u_);
+  }
+  // Makes this nil Variant hold what `other` held. `other` is left with an empty text in place
+  // of a long one, nil in place of an object, and plain bytes as they were.
+  void Take(Variant&& other) noexcept {
+    kind_ = other.kind_;
+    length_ = other.length_;
+    encoding_ = other.encoding_;
+    if (kind_ == Kind::LongText) {
+      new (&u_.longText) std::string(std::move(other.u_.longText));
+    } else if (kind_ == Kind::Object) {
+      new (&u_.object) Ref<Object>(std::move(other.u_.object));
+      other.Destroy();
+    } else {
+      CopyBytes(other);
+    }
+  }
+  void Destroy() noexcept {
+    if (kind_ == Kind::LongText)
+      u_.longText.~basic_string();
+    else if (kind_ == Kind::Object)
+      u_.object.~Ref<Object>();
+    kind_ = Kind::Nil;
+  }
+
   static bool Equals(const Variant& a, const Variant& b);
   static std::size_t HashBytes(std::string_view bytes);
   std::size_t HashOther() const;
 
-  std::variant<std::monostate, bool, std::int32_t, std::int64_t, float, double, String, Ref<Object>>
-      v_;
+  union Storage {
+    // The members are made and unmade by the Variant, which knows which one is there. The
+    // first two words are zeroed all the same, so that g++ sees no object read before it is
+    // made on the paths that it can't tell apart.
+    Storage() : words{} {}
+    ~Storage() {}
+    std::uint64_t words[2];
+    bool boolean;
+    std::int32_t int32;
+    std::int64_t int64;
+    float single;
+    double real;
+    char text[kShortText];
+    std::string longText;
+    Ref<Object> object;
+  } u_;
+  Kind kind_ = Kind::Nil;
+  std::uint8_t length_ = 0;                     // of a short text
+  TextEncoding encoding_ = TextEncoding::None;  // of a text
 };
 
 // True for a Variant that holds a number of any kind, and for a String whose whole text,

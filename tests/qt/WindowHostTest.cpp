@@ -4,11 +4,15 @@
 #include <QClipboard>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenuBar>
 #include <QMimeData>
+#include <QScrollBar>
 #include <QTest>
 #include <QTimer>
+#include <QToolButton>
 #include <QToolTip>
 #include <QUrl>
+#include <functional>
 #include <memory>
 
 #include <sys/stat.h>
@@ -58,7 +62,13 @@ class WindowHostTest : public ::testing::Test {
     if (!enter.isAccepted()) return false;
     QDropEvent drop(at, Qt::CopyAction, &mime, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(view().viewport(), &drop);
+    if (finish) FinishReading();
     return drop.isAccepted();
+  }
+  // Whether Drop lets the loop turn until the files are read; else it returns after the event.
+  bool finish = true;
+  void FinishReading() {
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window->Working(); }, 60000));
   }
 
   path Receipt(const std::string& name) {
@@ -88,38 +98,113 @@ TEST_F(WindowHostTest, DropsOfLocalFilesBecomeRows) {
   EXPECT_EQ(list().ListCount(), 3);
 }
 
-// A long drop holds the window: the pointer is busy until it ends, also by an exception, and
-// then the view has every row it added.
-TEST_F(WindowHostTest, ALongDropShowsABusyPointerUntilItEnds) {
+// A long drop is read while the window goes on: its rows come in turns of the loop, its progress
+// shows in a strip at the bottom that moves nothing of the list, with a Stop button, and Esc, the
+// button or an item that raises ends it with the rows added so far; the strip goes then.
+TEST_F(WindowHostTest, ALongDropShowsItsProgressAndStops) {
   const path receipt = Receipt("r.receipt");
+  enum class End { Esc, EscToWindow, Button, Raises, Read };
   const struct {
-    int items;
-    bool raises, busy;
-  } cases[] = {{200, false, false}, {201, false, true}, {201, true, true}};
+    End end;
+    const char* why;
+  } cases[] = {{End::Esc, "Esc in the list"},
+               {End::EscToWindow, "Esc to the window"},
+               {End::Button, "the Stop button"},
+               {End::Raises, "an item that raises"},
+               {End::Read, "read to its end"}};
+  window->ReadingThreads(0);
+  window->ReadingSliceMs(0);  // one item a turn
+  window->raiseOnReading = "boom.receipt";
+  Receipt("boom.receipt");
+  finish = false;
+  host->resize(725, 541 + host->menuBar()->sizeHint().height());
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
     list().DeleteAllRows();
-    bool busy = false;
-    window->AfterDrop = [&] {
-      const QCursor* pointer = QGuiApplication::overrideCursor();
-      busy = pointer && pointer->shape() == Qt::WaitCursor;
-      if (c.raises) throw toolkit::RuntimeException("late");
-    };
-    ASSERT_TRUE(Drop(std::vector<path>(static_cast<std::size_t>(c.items), receipt)));
-    EXPECT_EQ(busy, c.busy) << c.items;
-    EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr) << c.items;
-    EXPECT_EQ(host->ItemModel()->rowCount(), c.items) << c.items;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view().isVisible(); }, 2000));
+    list().AddRow({"first"});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+    const QRect listAt = view().geometry();
+    std::vector<path> files(60, receipt);
+    if (c.end == End::Raises) files[40] = temp.path() / "drop/boom.receipt";
+    ASSERT_TRUE(Drop(files));
+    EXPECT_FALSE(host->ProgressStrip()->isVisible()) << "not in the drop's event";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return host->ProgressStrip()->isVisible(); }, 10000));
+    const QString text = host->ProgressLabel()->text();
+    EXPECT_TRUE(text.startsWith("Reading ") && text.endsWith(" of 60…")) << text.toStdString();
+    EXPECT_EQ(view().geometry(), listAt);
+    const QRect strip = host->ProgressStrip()->geometry();
+    EXPECT_EQ(strip.bottom(), host->centralWidget()->height() - 1);
+    EXPECT_EQ(strip.width(), host->centralWidget()->width());
+    EXPECT_GE(strip.top(), listAt.bottom() - 8) << "covers no more than the list's bottom edge";
+    EXPECT_TRUE(host->StopButton()->isVisible());
+    EXPECT_EQ(host->StopButton()->accessibleName(), "Stop");
+    EXPECT_EQ(host->ProgressLabel()->accessibleDescription(), "Progress");
+    EXPECT_EQ(view().viewport()->cursor().shape(), Qt::BusyCursor);
+    switch (c.end) {
+      case End::Esc:
+      case End::EscToWindow: {
+        QKeyEvent esc(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+        QCoreApplication::sendEvent(c.end == End::Esc ? static_cast<QWidget*>(&view()) : host.get(),
+                                    &esc);
+        EXPECT_FALSE(window->Working());
+        break;
+      }
+      case End::Button:
+        QTest::mouseClick(host->StopButton(), Qt::LeftButton);
+        EXPECT_FALSE(window->Working());
+        break;
+      case End::Raises:
+      case End::Read:
+        FinishReading();
+        break;
+    }
+    const std::int64_t rows = list().ListCount();
+    QTest::qWait(100);
+    EXPECT_EQ(list().ListCount(), rows) << "no row comes after the end";
+    EXPECT_EQ(host->ItemModel()->rowCount(), rows);
+    EXPECT_FALSE(host->ProgressStrip()->isVisible());
+    EXPECT_EQ(view().viewport()->cursor().shape(), Qt::ArrowCursor);
+    const std::int64_t expected = c.end == End::Raises ? 1 + 40 : 1 + 60;
+    if (c.end == End::Raises || c.end == End::Read) {
+      EXPECT_EQ(rows, expected);
+    } else {
+      EXPECT_LT(rows, expected);
+    }
+    // Esc while nothing is read goes on to the window, which has no use for it.
+    QKeyEvent esc(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QCoreApplication::sendEvent(&view(), &esc);
+    EXPECT_EQ(list().ListCount(), rows);
   }
+  finish = true;
   for (QWidget* w : QApplication::topLevelWidgets())
     if (auto* box = qobject_cast<QMessageBox*>(w)) box->accept();
 }
 
+// The rows of a drop read after its event are scrolled into view as they come, at the end of a
+// long list.
+TEST_F(WindowHostTest, TheRowsOfADropComeIntoViewAsTheyAreRead) {
+  for (int i = 0; i < 500; ++i)
+    list().AddRow({"row " + std::to_string(i)});
+  ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+  view().scrollToTop();
+  ASSERT_TRUE(Drop(std::vector<path>(20, Receipt("r.receipt"))));
+  ASSERT_EQ(host->ItemModel()->rowCount(), 521);
+  const QRect first = view().visualRect(host->ItemModel()->index(501, 0));
+  EXPECT_TRUE(view().viewport()->rect().contains(first))
+      << first.y() << " " << view().viewport()->height() << " "
+      << view().verticalScrollBar()->value();
+}
+
 // URLs as a file manager sends them: the bytes of a name reach its row whether or not they are
-// UTF-8, and show in one line; a folder written with a separator at its end keeps its name; a
-// FIFO, dropped as a file or inside a bundle, is no receipt and blocks nothing.
+// UTF-8, and show in one line, in the order of its characters; a folder written with a separator at
+// its end keeps its name; a FIFO, dropped as a file or inside a bundle, is no receipt and blocks
+// nothing.
 TEST_F(WindowHostTest, DroppedURLsNameTheirFilesAndNoFileBlocks) {
   const path drop = temp.path() / "drop";
   Receipt("bad\xFFname.receipt");
   Receipt("two\nlines.receipt");
+  Receipt("abc\u202Etxt.exe\u202C def");
   temp.Write("drop/Good.app/Contents/_MASReceipt/receipt", window_test::Receipt());
   temp.Folder("drop/Stuff");
   temp.Folder("drop/Pipe.app/Contents/_MASReceipt");
@@ -132,6 +217,8 @@ TEST_F(WindowHostTest, DroppedURLsNameTheirFilesAndNoFileBlocks) {
   } cases[] = {
       {"bad%FFname.receipt", "bad\xFFname.receipt|| +", "bad\uFFFDname.receipt"},
       {"two%0Alines.receipt", "two\nlines.receipt|| +", "two\u21B5lines.receipt"},
+      {"abc%E2%80%AEtxt.exe%E2%80%AC%20def", "abc\u202Etxt.exe\u202C def|| +",
+       "abc\u2039RLO\u203Atxt.exe\u2039PDF\u203A def"},
       {"Good.app/", "Good.app|| +", "Good.app"},
       {"Stuff/", "Stuff||Ignored (folder)", "Stuff"},
       {"pipe.receipt", "pipe.receipt||Not a MAS receipt", "pipe.receipt"},
@@ -192,6 +279,66 @@ TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenAndInViewAtTheEndOfALongList) {
   };
   EXPECT_TRUE(
       QTest::qWaitFor([&] { return shows(root) && shows(root.model()->index(0, 0, root)); }, 2000));
+}
+
+// The last row of a long list, opened by the person with the keyboard or the mouse, scrolls its
+// attribute rows into view below it; the first row, whose rows show as they come, leaves the
+// list where it is.
+TEST_F(WindowHostTest, OpeningTheLastRowOfALongListScrollsItsRowsIntoView) {
+  ASSERT_EQ(window_test::Rows(list()), std::vector<std::string>{"Sample.receipt|| +"});
+  for (int i = 0; i < 1000; ++i)
+    list().AddRow({"row " + std::to_string(i)});
+  ASSERT_TRUE(Drop({Receipt("last.receipt")}));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+  qt::ListItemModel& model = *host->ItemModel();
+  const QModelIndex first = model.index(0, 0), last = model.index(1001, 0);
+  const auto shows = [&](const QModelIndex& index) {
+    return view().viewport()->rect().contains(view().visualRect(index));
+  };
+  const auto at = [&](const QModelIndex& row, bool onArrow) {
+    const QRect cell = view().visualRect(row);
+    return onArrow ? QPoint(cell.left() - view().indentation() / 2, cell.center().y())
+                   : cell.center();
+  };
+  const struct {
+    const char* how;
+    std::function<void(const QModelIndex&)> open;
+  } cases[] = {
+      {"Right", [&](const QModelIndex&) { QTest::keyClick(&view(), Qt::Key_Right); }},
+      {"+", [&](const QModelIndex&) { QTest::keyClick(&view(), Qt::Key_Plus); }},
+      {"a double click",
+       [&](const QModelIndex& row) {  // the first click of it, then the second
+         QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, at(row, false));
+         QTest::mouseDClick(view().viewport(), Qt::LeftButton, {}, at(row, false));
+       }},
+      {"a click on the arrow",
+       [&](const QModelIndex& row) {
+         QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, at(row, true));
+       }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.how);
+    for (const QModelIndex& row : {last, first}) {
+      view().collapse(row);
+      view().setCurrentIndex(row);
+      if (row == last)
+        view().scrollToBottom();
+      else
+        view().scrollToTop();
+      QCoreApplication::processEvents();
+      const int before = view().verticalScrollBar()->value();
+      ASSERT_TRUE(shows(row));
+      c.open(row);
+      ASSERT_TRUE(view().isExpanded(row)) << row.row();
+      ASSERT_EQ(model.rowCount(row), 2);
+      const QModelIndex child = model.index(1, 0, row);
+      EXPECT_TRUE(QTest::qWaitFor([&] { return shows(row) && shows(child); }, 2000)) << row.row();
+      QCoreApplication::processEvents();  // the scrolling, if any, is done
+      if (row == first) {
+        EXPECT_EQ(view().verticalScrollBar()->value(), before);
+      }
+    }
+  }
 }
 
 TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <vector>
 
 #include "receipts/CertTools.h"
 #include "receipts/LibCrypto.h"
@@ -37,6 +38,7 @@ Bytes Rec(int number, std::string_view valueHex, std::string_view tailHex = "") 
 // Why, the attribute, its OCTET STRING's contents, parse's result, fields behind the OCTET STRING.
 const std::tuple<const char*, int, const char*, const char*, const char*> kValueRows[] = {
     {"INTEGER, bytes behind it", 3, "02 01 05 FF", "[{3: 5, attr 3: 5, raw 3: [020105FF]}]", ""},
+    {"eight-byte INTEGER decodes from its first six bytes", 3, "02 08 01 02 03 04 05 06 07 08", "[{3: 1108152157446, attr 3: 1108152157446, raw 3: [02080102030405060708]}]", ""},
     {"nine-byte INTEGER decodes to nothing", 3, "02 09 01 02 03 04 05 06 07 08 09", "[{raw 3: [0209010203040506070809]}]", ""},
     {"negative INTEGER (tag number 258)", 21, "1F 82 02 01 05", "[{8: -5, attr 21: -5, raw 21: [1F82020105]}]", ""},
     {"context class [2] reads as INTEGER", 18, "82 01 05", "[{9: 5, attr 18: 5, raw 18: [820105]}]", ""},
@@ -47,6 +49,14 @@ const std::tuple<const char*, int, const char*, const char*, const char*> kValue
     {"empty OCTET STRING: the raw block", 3, "", "[{3: [], attr 3: @3, raw 3: @3}]", ""},
     {"empty INTEGER: the raw block", 3, "02 00", "[{3: [0200], attr 3: @3, raw 3: @3}]", ""},
     {"object runs on into the next field", 3, "0C 03 61", "[{3: [0C0361], attr 3: @3, raw 3: @3}]", "04 02 62 63"},
+    {"long-form length that fits", 3, "0C 81 01 41", "[{3: u\"A\", attr 3: u\"A\", raw 3: [0C810141]}]", ""},
+    {"long-form length with a leading zero byte", 3, "0C 82 00 01 41", "[{3: u\"A\", attr 3: u\"A\", raw 3: [0C82000141]}]", ""},
+    {"long-form length beyond the OCTET STRING", 3, "0C 81 02 41", "[{3: [0C810241], attr 3: @3, raw 3: @3}]", "04 01 42"},
+    {"long-form length bytes cut short", 3, "0C 82 01", "[{3: [0C8201], attr 3: @3, raw 3: @3}]", "04 01 42"},
+    {"long-form length of nine bytes, eight of them zero", 3, "0C 89 00 00 00 00 00 00 00 00 01 41", "[{3: u\"A\", attr 3: u\"A\", raw 3: [0C8900000000000000000141]}]", ""},
+    {"long-form length larger than any object", 3, "0C 88 7F FF FF FF FF FF FF FF 41", "[{3: [0C887FFFFFFFFFFFFFFF41], attr 3: @3, raw 3: @3}]", ""},
+    {"indefinite length", 3, "2C 80 0C 01 41 00 00", "[{3: [2C800C01410000], attr 3: @3, raw 3: @3}]", ""},
+    {"a long identifier's object runs on into the next field", 3, "1F 82 02 02 05", "[{3: [1F82020205], attr 3: @3, raw 3: @3}]", "04 01 06"},
     {"constructed value", 3, "30 03 02 01 05", "[{3: [3003020105], attr 3: @3, raw 3: @3}]", ""},
     {"lone identifier byte", 3, "1F", "[{3: [1F], attr 3: @3, raw 3: @3}]", ""},
     {"BOOLEAN is not decoded", 3, "01 01 FF", "[{raw 3: [0101FF]}]", ""},
@@ -109,6 +119,49 @@ TEST(Parse, Payloads) {
   EXPECT_EQ(Dump(CertTools::parse(a.data(), -1)), "[]");
   const CertTools::LibCrypto missing("/nonexistent/libcrypto.so");
   EXPECT_EQ(Dump(CertTools::parse(a.data(), static_cast<std::int64_t>(a.size()), missing)), "nil");
+}
+
+// A SET of `count` numbers, each given twice: first a text, then, in the reverse order, an
+// integer that replaces it. Attribute 2 comes last, after all of them. Whether the numbers are
+// found by a scan or through a table, every number keeps its second value and only that.
+TEST(Parse, ManyNumbersInOneSetKeepEachNumbersLastRecord) {
+  // Why, how many numbers besides attribute 2.
+  const std::tuple<const char*, int> kRows[] = {
+      {"one number", 1},
+      {"just below the numbers a scan finds", 15},
+      {"as many as a scan finds", 16},
+      {"one more: the rest are found in a table", 17},
+      {"many more: the table grows", 300},
+  };
+  for (const auto& [why, count] : kRows) {
+    SCOPED_TRACE(why);
+    std::vector<ReceiptMaker::Attribute> records;
+    const auto numberOf = [](int i) { return std::int64_t{100} + 7 * i; };
+    for (int i = 0; i < count; ++i)
+      records.push_back({numberOf(i), 1, ReceiptMaker::Utf8Value("first " + std::to_string(i))});
+    for (int i = count - 1; i >= 0; --i)
+      records.push_back({numberOf(i), 1, ReceiptMaker::IntValue(i * 3)});
+    records.push_back({2, 1, ReceiptMaker::Utf8Value("com.example.many")});
+
+    const auto maps = ParseExactly(ReceiptMaker::Payload(records));
+    ASSERT_TRUE(maps.has_value());
+    ASSERT_EQ(maps->size(), 1u);
+    const toolkit::Dictionary& map = *maps->front();
+    // "attr N" and "raw N" for each number; attribute 2 adds its two keys to its own two.
+    EXPECT_EQ(map.Count(), 2 * count + 4);
+    for (int i = 0; i < count; ++i) {
+      const std::string number = std::to_string(numberOf(i));
+      ASSERT_EQ(map.Lookup(("attr " + number).c_str(), -1).Int64Value(), i * 3) << number;
+      const auto raw = map.Lookup(("raw " + number).c_str(), nullptr).As<toolkit::MemoryBlock>();
+      ASSERT_TRUE(raw) << number;
+      const Bytes expected = ReceiptMaker::IntValue(i * 3);
+      EXPECT_TRUE(
+          std::equal(raw->Bytes().begin(), raw->Bytes().end(), expected.begin(), expected.end()))
+          << number;
+    }
+    EXPECT_EQ(map.Value(static_cast<std::int64_t>(Keys::BundleID)).StringValue().Bytes(),
+              "com.example.many");
+  }
 }
 
 // Where the outcome of a broken payload is nobody's promise, what must hold is that the walk

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <string>
 #include <tuple>
+#include <utility>
 
 #include "platform/toolkit/Dictionary.h"
 #include "platform/toolkit/MemoryBlock.h"
@@ -108,6 +110,70 @@ TEST(VariantTest, Equality) {
     EXPECT_EQ(b == a, equal) << why << " (reversed)";
     EXPECT_TRUE(!equal || a.Hash() == b.Hash()) << why << ": equal but hashed apart";
   }
+}
+
+// Texts of every length about the sizes that are held inside the Variant and in a std::string,
+// and about the sizes of the moves that copy a short one: each comes back byte for byte, with its
+// encoding, through copies, moves and assignments, and equals and hashes as the same text made
+// the other way.
+TEST(VariantTest, TextsOfEveryLengthSurviveCopiesMovesAndAssignments) {
+  for (const std::size_t length : {0, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 32, 33, 64, 300}) {
+    SCOPED_TRACE(length);
+    std::string bytes(length, '\0');
+    for (std::size_t i = 0; i < length; ++i)
+      bytes[i] = static_cast<char>('a' + i % 26 + (i % 7 == 3 ? 100 : 0));  // some above 0x7F
+    const Variant made = Variant::Text(bytes, TextEncoding::UTF8);
+    const Variant fromString(String(bytes, TextEncoding::UTF8));
+    EXPECT_EQ(made.VarType(), Variant::TypeString);
+    EXPECT_EQ(made.StringValue().Bytes(), bytes);
+    EXPECT_EQ(made.StringValue().Encoding(), TextEncoding::UTF8);
+    EXPECT_TRUE(made == fromString);
+    EXPECT_EQ(made.Hash(), fromString.Hash());
+
+    Variant copy(made);
+    Variant moved(std::move(copy));
+    EXPECT_EQ(moved.StringValue().Bytes(), bytes);
+    Variant assigned = 5;
+    assigned = moved;
+    EXPECT_TRUE(assigned == made);
+    assigned = std::move(moved);
+    EXPECT_EQ(assigned.StringValue().Bytes(), bytes);
+    const Variant& self = assigned;
+    assigned = self;
+    EXPECT_EQ(assigned.StringValue().Bytes(), bytes);
+    EXPECT_EQ(assigned.StringValue().Encoding(), TextEncoding::UTF8);
+
+    // One byte changed anywhere makes another text.
+    if (length > 0) {
+      std::string other = bytes;
+      other[length / 2] = static_cast<char>(other[length / 2] ^ 1);
+      EXPECT_FALSE(made == Variant::Text(other, TextEncoding::UTF8));
+    }
+    // A text of another length is another text, also where one is the start of the other.
+    EXPECT_FALSE(made == Variant::Text(bytes + "x"));
+  }
+}
+
+// An object moved out of a Variant leaves nil behind; the object lives as long as any Variant
+// that holds it, however the holders are copied and assigned.
+TEST(VariantTest, AnObjectLivesAsLongAsItsLastHolder) {
+  int destroyed = 0;
+  {
+    Variant a(Ref<Counted>::New(&destroyed));
+    Variant b(a);
+    Variant c(std::move(a));
+    EXPECT_TRUE(a.IsNull());
+    EXPECT_TRUE(b == c);
+    b = "text";
+    EXPECT_EQ(destroyed, 0);
+    const Variant& itself = c;
+    c = itself;  // assigned to itself, it keeps the object
+    EXPECT_EQ(c.As<Counted>()->value, 7);
+    c = std::move(b);
+    EXPECT_EQ(destroyed, 1);
+    EXPECT_EQ(c.StringValue().Bytes(), "text");
+  }
+  EXPECT_EQ(destroyed, 1);
 }
 
 }  // namespace
