@@ -10,6 +10,8 @@
 //                                 PKCS7_verify with the trusted root in a store, and one SHA-1
 //                                 over the same bytes; for a typical receipt signed through a
 //                                 test chain and for the real one of 79 KiB with Apple's root
+//   Examine of hostile certificates  against Examine of the typical receipt: 10,000 certificates,
+//                                 a loop of two CAs, a signer of 1 MiB
 // After the runs the ratios are printed; they are what to compare between changes, since the
 // absolute times depend on the machine. Run with --benchmark_repetitions=5 (or more): the
 // ratios are of the medians. On a busy machine --benchmark_enable_random_interleaving=true
@@ -369,7 +371,8 @@ void LibcryptoVerifyOf(benchmark::State& state, const Bytes& file, const Bytes& 
 // The examination as the window makes it, trying one device identifier, against `root`, or
 // against Apple's root compiled into the program when `root` is empty (made before the runs, as
 // libcrypto's store is).
-void ExamineOf(benchmark::State& state, const Bytes& file, const Bytes& root) {
+// `holds`: what the chain's fact must say, as a check that the work measured is the work meant.
+void ExamineOf(benchmark::State& state, const Bytes& file, const Bytes& root, bool holds = true) {
   Examination::Options options;
   options.anchor =
       root.empty() ? Examination::TrustAnchor::Apple() : Examination::TrustAnchor::FromDer(root);
@@ -377,7 +380,8 @@ void ExamineOf(benchmark::State& state, const Bytes& file, const Bytes& root) {
   if (!options.anchor) state.SkipWithError("the root is no certificate");
   for (auto _ : state) {
     const Examination::Report report = Examination::Examine(file, options);
-    if (!report.signature.chain.holds) state.SkipWithError("the chain did not hold");
+    if (report.signature.chain.holds != holds)
+      state.SkipWithError("the chain's fact is not as meant");
     benchmark::DoNotOptimize(report.receipt.attributes.data());
   }
 }
@@ -406,6 +410,34 @@ void BM_ExamineLarge(benchmark::State& state) {
 }
 BENCHMARK(BM_ExamineLarge);
 
+// Hostile certificates, each beside the typical receipt: 10,000 of them, a loop of two CAs that
+// issued each other, a signer of 1 MiB. Each is the typical payload signed through a chain of
+// `pki`, carrying `certs` `copies` times over.
+ChainedReceipt Hostile(const PkiOptions& pki, std::vector<Cert> certs, std::size_t copies) {
+  const TestPki chain(pki);
+  return {Build(TypicalPayload(), {.pki = &chain, .certs = std::move(certs), .certCopies = copies}),
+          chain.TrustedRoot()};
+}
+
+void BM_ExamineTenThousandCertificates(benchmark::State& state) {
+  static const ChainedReceipt r = Hostile({}, {Cert::Leaf}, 10000);
+  ExamineOf(state, r.file, r.root, false);
+}
+BENCHMARK(BM_ExamineTenThousandCertificates);
+
+void BM_ExamineCertificateLoop(benchmark::State& state) {
+  static const ChainedReceipt r =
+      Hostile({.issuer = Issuer::Loop}, {Cert::Leaf, Cert::Intermediate, Cert::Root}, 1);
+  ExamineOf(state, r.file, r.root, false);
+}
+BENCHMARK(BM_ExamineCertificateLoop);
+
+void BM_ExamineMebibyteCertificate(benchmark::State& state) {
+  static const ChainedReceipt r = Hostile({.leafExtensionBytes = 1 << 20}, {Cert::Leaf}, 1);
+  ExamineOf(state, r.file, r.root, false);
+}
+BENCHMARK(BM_ExamineMebibyteCertificate);
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -418,7 +450,10 @@ int main(int argc, char** argv) {
                         {"BM_ParseTypical", "BM_BareWalkTypical"},
                         {"BM_ParseLarge", "BM_BareWalkLarge"},
                         {"BM_ExamineTypical", "BM_LibcryptoVerifyTypical"},
-                        {"BM_ExamineLarge", "BM_LibcryptoVerifyLarge"}});
+                        {"BM_ExamineLarge", "BM_LibcryptoVerifyLarge"},
+                        {"BM_ExamineTenThousandCertificates", "BM_ExamineTypical"},
+                        {"BM_ExamineCertificateLoop", "BM_ExamineTypical"},
+                        {"BM_ExamineMebibyteCertificate", "BM_ExamineTypical"}});
   std::error_code ec;
   std::filesystem::remove(TypicalReceipt(), ec);
   return 0;

@@ -1,9 +1,10 @@
 #pragma once
 
-// A bounded walk over DER (and BER's indefinite lengths): a Cursor hands out the objects of the
-// bytes it was given one by one, each with its contents as a span inside those bytes. Every
-// read is checked against what remains, so no span ever reaches outside the bytes of the first
-// cursor; nested objects are walked with cursors of their own over their contents.
+// A bounded walk over DER (and BER's indefinite lengths, and lengths and tag numbers with leading
+// zeros, as libcrypto reads them): a Cursor hands out the objects of the bytes it was given one
+// by one, each with its contents as a span inside those bytes. Every read is checked against
+// what remains, so no span ever reaches outside the bytes of the first cursor; nested objects
+// are walked with cursors of their own over their contents.
 
 #include <cstddef>
 #include <cstdint>
@@ -17,6 +18,7 @@ enum Class : std::uint8_t { kUniversal = 0, kApplication = 1, kContext = 2, kPri
 // Universal tag numbers met in receipts.
 inline constexpr std::uint32_t kInteger = 2;
 inline constexpr std::uint32_t kOctetString = 4;
+inline constexpr std::uint32_t kObjectIdentifier = 6;
 inline constexpr std::uint32_t kUtf8String = 12;
 inline constexpr std::uint32_t kSequence = 16;
 inline constexpr std::uint32_t kSet = 17;
@@ -35,6 +37,8 @@ struct Object {
 
 // How deeply indefinite lengths may nest inside one another.
 inline constexpr int kMaxIndefiniteNesting = 16;
+// The largest tag number read, as libcrypto reads them.
+inline constexpr std::uint32_t kMaxTag = 0x7FFFFFFF;
 
 class Cursor {
  public:

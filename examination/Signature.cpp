@@ -245,13 +245,11 @@ Fact ValidAt(const std::vector<X509*>& chain, std::int64_t when, const std::stri
   for (X509* x : chain) {
     const int from = ASN1_TIME_cmp_time_t(X509_get0_notBefore(x), static_cast<time_t>(when));
     const int until = ASN1_TIME_cmp_time_t(X509_get0_notAfter(x), static_cast<time_t>(when));
-    const auto validity = [x] {
-      return "valid from " + TimeText(X509_get0_notBefore(x)) + " to " +
-             TimeText(X509_get0_notAfter(x));
-    };
+    const std::string validity =
+        "valid from " + TimeText(X509_get0_notBefore(x)) + " to " + TimeText(X509_get0_notAfter(x));
     if (from == -2 || until == -2) return {false, Called(x) + " has a date that can't be read"};
-    if (from > 0) return {false, Called(x) + " was not yet valid at " + moment + ": " + validity()};
-    if (until < 0) return {false, Called(x) + " had expired at " + moment + ": " + validity()};
+    if (from > 0) return {false, Called(x) + " was not yet valid at " + moment + ": " + validity};
+    if (until < 0) return {false, Called(x) + " had expired at " + moment + ": " + validity};
   }
   return {true, (chain.size() == 1
                      ? std::string("the one certificate of the chain was")
