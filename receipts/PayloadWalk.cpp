@@ -152,25 +152,36 @@ class SetEntries {
     a.rawOfDecoded = octets;
   }
 
-  // Stores the entries of every number taken in `map`.
+  // Stores the entries of every number taken in `map`. The map's blocks are made in one
+  // allocation, which goes with the last of them.
   void Fill(Dictionary& map) const {
     using Kind = Decoded::Kind;
-    std::int64_t count = 0;
+    std::int64_t entries = 0;
+    std::size_t blocks = 0;
+    std::size_t bytes = 0;
     for (const Attribute& a : attributes_) {
-      count += 1 + (a.number == 2 ? 1 : 0);
-      if (a.decoded.kind != Kind::None) count += a.key != Keys::None ? 2 : 1;
+      entries += 1 + (a.number == 2 ? 1 : 0);
+      if (a.decoded.kind != Kind::None) entries += a.key != Keys::None ? 2 : 1;
+      blocks += 1;
+      bytes += a.raw.Size();
+      if (HasOwnRawOfDecoded(a)) {
+        blocks += 1;
+        bytes += a.rawOfDecoded.Size();
+      }
     }
-    map.Reserve(count);
+    map.Reserve(entries);
+    MemoryBlock::Batch batch(blocks, bytes);
+    const auto copy = [&batch](const Cursor& b) { return batch.Copy(b.Data(), b.Size()); };
+
     for (const Attribute& a : attributes_) {
-      Variant raw(Copy(a.raw));
+      Variant raw(copy(a.raw));
       if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
       const EntryKeys keys(a.number);
       if (a.decoded.kind != Kind::None) {
         // The block of the record whose value is kept: the one object that is "raw N" when
         // that record is also the last.
         Variant rawOfDecoded;
-        if (a.decoded.kind == Kind::Raw || KeepsRaw(a.key))
-          rawOfDecoded = a.rawOfDecoded.Data() == a.raw.Data() ? raw : Copy(a.rawOfDecoded);
+        if (NeedsRawOfDecoded(a)) rawOfDecoded = HasOwnRawOfDecoded(a) ? copy(a.rawOfDecoded) : raw;
         Variant decoded;
         if (a.decoded.kind == Kind::Raw) {
           decoded = rawOfDecoded;
@@ -191,11 +202,19 @@ class SetEntries {
   }
 
  private:
+  struct Attribute;
+
   // Opaque and Hash hold the raw block of the record whose decoded value is kept.
   static bool KeepsRaw(Keys key) { return key == Keys::Opaque || key == Keys::Hash; }
-
-  static Ref<MemoryBlock> Copy(const Cursor& bytes) {
-    return MemoryBlock::NewCopy(bytes.Data(), bytes.Size());
+  // Whether the block of the record whose decoded value is kept goes into the map: as the
+  // decoded value itself, or under Opaque or Hash.
+  static bool NeedsRawOfDecoded(const Attribute& a) {
+    return a.decoded.kind == Decoded::Kind::Raw ||
+           (a.decoded.kind != Decoded::Kind::None && KeepsRaw(a.key));
+  }
+  // Whether that block is another than "raw N": the record whose value is kept isn't the last.
+  static bool HasOwnRawOfDecoded(const Attribute& a) {
+    return NeedsRawOfDecoded(a) && a.rawOfDecoded.Data() != a.raw.Data();
   }
 
   struct Attribute {
