@@ -188,20 +188,23 @@ class SetEntries {
         // that record is also the last.
         Variant rawOfDecoded;
         if (NeedsRawOfDecoded(a)) rawOfDecoded = HasOwnRawOfDecoded(a) ? copy(a.rawOfDecoded) : raw;
-        Variant decoded;
         if (a.decoded.kind == Kind::Raw) {
-          decoded = rawOfDecoded;
-        } else if (a.decoded.kind == Kind::Integer) {
-          decoded = a.decoded.integer;
+          if (a.key != Keys::None) map.Value(static_cast<std::int64_t>(a.key), rawOfDecoded);
+          map.Value(Variant::Text(keys.Attr()), std::move(rawOfDecoded));
         } else {
           const Cursor& text = a.decoded.text;
-          decoded = Variant::Text(
-              std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
-              a.decoded.encoding);
+          Variant decoded =
+              a.decoded.kind == Kind::Integer
+                  ? Variant(a.decoded.integer)
+                  : Variant::Text(
+                        std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
+                        a.decoded.encoding);
+          if (KeepsRaw(a.key))
+            map.Value(static_cast<std::int64_t>(a.key), std::move(rawOfDecoded));
+          else if (a.key != Keys::None)
+            map.Value(static_cast<std::int64_t>(a.key), decoded);
+          map.Value(Variant::Text(keys.Attr()), std::move(decoded));
         }
-        if (a.key != Keys::None)
-          map.Value(static_cast<std::int64_t>(a.key), KeepsRaw(a.key) ? rawOfDecoded : decoded);
-        map.Value(Variant::Text(keys.Attr()), std::move(decoded));
       }
       map.Value(Variant::Text(keys.Raw()), std::move(raw));
     }
