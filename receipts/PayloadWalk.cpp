@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <new>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -143,6 +145,10 @@ struct Decoded {
 // once for each number.
 class SetEntries {
  public:
+  SetEntries() {}  // the attributes in place are made as they are added
+  SetEntries(const SetEntries&) = delete;
+  SetEntries& operator=(const SetEntries&) = delete;
+
   // What one record leaves: the contents of its OCTET STRING, and what they decode to.
   void Take(std::int64_t number, const Cursor& octets, const Decoded& decoded) {
     Attribute& a = Find(number);
@@ -152,98 +158,149 @@ class SetEntries {
     a.rawOfDecoded = octets;
   }
 
-  // Stores the entries of every number taken in `map`.
+  // Stores the entries of every number taken in `map`. The map's blocks are made in one
+  // allocation, which goes with the last of them.
   void Fill(Dictionary& map) const {
     using Kind = Decoded::Kind;
-    std::int64_t count = 0;
-    for (const Attribute& a : attributes_) {
-      count += 1 + (a.number == 2 ? 1 : 0);
-      if (a.decoded.kind != Kind::None) count += a.key != Keys::None ? 2 : 1;
+    std::int64_t entries = 0;
+    std::size_t blocks = 0;
+    std::size_t bytes = 0;
+    for (const Attribute& a : Attributes()) {
+      entries += 1 + (a.number == 2 ? 1 : 0);
+      if (a.decoded.kind != Kind::None) entries += a.key != Keys::None ? 2 : 1;
+      blocks += 1;
+      bytes += a.raw.Size();
+      if (HasOwnRawOfDecoded(a)) {
+        blocks += 1;
+        bytes += a.rawOfDecoded.Size();
+      }
     }
-    map.Reserve(count);
-    for (const Attribute& a : attributes_) {
-      Variant raw(Copy(a.raw));
+    map.Reserve(entries);
+    MemoryBlock::Batch batch(blocks, bytes);
+    const auto copy = [&batch](const Cursor& b) { return batch.Copy(b.Data(), b.Size()); };
+
+    for (const Attribute& a : Attributes()) {
+      Variant raw(copy(a.raw));
       if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
       const EntryKeys keys(a.number);
       if (a.decoded.kind != Kind::None) {
         // The block of the record whose value is kept: the one object that is "raw N" when
         // that record is also the last.
         Variant rawOfDecoded;
-        if (a.decoded.kind == Kind::Raw || KeepsRaw(a.key))
-          rawOfDecoded = a.rawOfDecoded.Data() == a.raw.Data() ? raw : Copy(a.rawOfDecoded);
-        Variant decoded;
+        if (NeedsRawOfDecoded(a)) rawOfDecoded = HasOwnRawOfDecoded(a) ? copy(a.rawOfDecoded) : raw;
         if (a.decoded.kind == Kind::Raw) {
-          decoded = rawOfDecoded;
-        } else if (a.decoded.kind == Kind::Integer) {
-          decoded = a.decoded.integer;
+          if (a.key != Keys::None) map.Value(static_cast<std::int64_t>(a.key), rawOfDecoded);
+          map.Value(Variant::Text(keys.Attr()), std::move(rawOfDecoded));
         } else {
           const Cursor& text = a.decoded.text;
-          decoded = Variant::Text(
-              std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
-              a.decoded.encoding);
+          Variant decoded =
+              a.decoded.kind == Kind::Integer
+                  ? Variant(a.decoded.integer)
+                  : Variant::Text(
+                        std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
+                        a.decoded.encoding);
+          if (KeepsRaw(a.key))
+            map.Value(static_cast<std::int64_t>(a.key), std::move(rawOfDecoded));
+          else if (a.key != Keys::None)
+            map.Value(static_cast<std::int64_t>(a.key), decoded);
+          map.Value(Variant::Text(keys.Attr()), std::move(decoded));
         }
-        if (a.key != Keys::None)
-          map.Value(static_cast<std::int64_t>(a.key), KeepsRaw(a.key) ? rawOfDecoded : decoded);
-        map.Value(Variant::Text(keys.Attr()), std::move(decoded));
       }
       map.Value(Variant::Text(keys.Raw()), std::move(raw));
     }
   }
 
  private:
+  struct Attribute;
+
   // Opaque and Hash hold the raw block of the record whose decoded value is kept.
   static bool KeepsRaw(Keys key) { return key == Keys::Opaque || key == Keys::Hash; }
-
-  static Ref<MemoryBlock> Copy(const Cursor& bytes) {
-    return MemoryBlock::NewCopy(bytes.Data(), bytes.Size());
+  // Whether the block of the record whose decoded value is kept goes into the map: as the
+  // decoded value itself, or under Opaque or Hash.
+  static bool NeedsRawOfDecoded(const Attribute& a) {
+    return a.decoded.kind == Decoded::Kind::Raw ||
+           (a.decoded.kind != Decoded::Kind::None && KeepsRaw(a.key));
+  }
+  // Whether that block is another than "raw N": the record whose value is kept isn't the last.
+  static bool HasOwnRawOfDecoded(const Attribute& a) {
+    return NeedsRawOfDecoded(a) && a.rawOfDecoded.Data() != a.raw.Data();
   }
 
   struct Attribute {
-    std::int64_t number;
-    Keys key;
-    Cursor raw;           // the OCTET STRING contents of the last record
-    Decoded decoded;      // the last decoded value, None when no record had one
-    Cursor rawOfDecoded;  // the OCTET STRING contents of the record that gave it
+    std::int64_t number = 0;
+    Keys key = Keys::None;
+    Cursor raw{nullptr, 0};           // the OCTET STRING contents of the last record
+    Decoded decoded;                  // the last decoded value, None when no record had one
+    Cursor rawOfDecoded{nullptr, 0};  // the OCTET STRING contents of the record that gave it
   };
 
-  // Up to this many numbers a SET's attributes are found by a scan, which for a receipt's dozen
-  // costs less than a table; from the next one on through `indexes_`, so that a SET of many
-  // numbers is still walked in linear time.
-  static constexpr std::size_t kScanned = 16;
+  std::span<const Attribute> Attributes() const { return {items_, count_}; }
 
-  // The attribute of `number`, a new one when the number is new. Records of one number tend to
-  // come together (a receipt's purchases do), so the last one found is tried first.
+  // The attributes of numbers below kDirect, a receipt's own, are found through `direct_`; of
+  // the others, up to kScanned are found by a scan, which for a few costs less than a table,
+  // and from the next one on through `indexes_`, so that a SET of many numbers is still walked
+  // in linear time.
+  static constexpr std::int64_t kDirect = 64;
+  static constexpr std::size_t kScanned = 16;
+  // Attributes held in the SetEntries itself; more move into `spilled_`.
+  static constexpr std::size_t kInPlace = 16;
+
+  // The attribute of `number`, a new one when the number is new.
   Attribute& Find(std::int64_t number) {
-    if (last_ < attributes_.size() && attributes_[last_].number == number)
-      return attributes_[last_];
-    if (!indexed_) {
-      for (std::size_t i = 0; i < attributes_.size(); ++i) {
-        if (attributes_[i].number == number) return attributes_[last_ = i];
+    if (number >= 0 && number < kDirect) {
+      std::uint32_t& slot = direct_[number];
+      if (slot == 0) {
+        Add(number);
+        slot = static_cast<std::uint32_t>(count_);
       }
-      if (attributes_.size() < kScanned) return Add(number);
+      return items_[slot - 1];
+    }
+    // Records of one number tend to come together (a SET of purchase fields would), so the
+    // last one found is tried first.
+    if (last_ < count_ && items_[last_].number == number) return items_[last_];
+    if (!indexed_) {
+      for (std::size_t i = 0; i < count_; ++i) {
+        if (items_[i].number == number) return items_[last_ = i];
+      }
+      if (others_ < kScanned) return Add(number);
       indexed_ = true;
       indexes_.Reserve(static_cast<std::int64_t>(kScanned * 2));
-      for (std::size_t i = 0; i < attributes_.size(); ++i)
-        indexes_.Value(attributes_[i].number, static_cast<std::int64_t>(i));
+      for (std::size_t i = 0; i < count_; ++i) {
+        if (items_[i].number < 0 || items_[i].number >= kDirect)
+          indexes_.Value(items_[i].number, static_cast<std::int64_t>(i));
+      }
     }
-    const auto [index, added] =
-        indexes_.FindOrAdd(number, static_cast<std::int64_t>(attributes_.size()));
+    const auto [index, added] = indexes_.FindOrAdd(number, static_cast<std::int64_t>(count_));
     if (added) return Add(number);
-    return attributes_[last_ = static_cast<std::size_t>(index.Int64Value())];
+    return items_[last_ = static_cast<std::size_t>(index.Int64Value())];
   }
 
   // A new attribute of `number`, which no attribute has yet.
   Attribute& Add(std::int64_t number) {
-    if (attributes_.empty()) attributes_.reserve(kScanned);
-    last_ = attributes_.size();
-    return attributes_.emplace_back(
-        Attribute{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)});
+    const Attribute a{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)};
+    if (count_ < kInPlace) {
+      new (&inPlace_[count_]) Attribute(a);
+    } else {
+      if (count_ == kInPlace) spilled_.assign(items_, items_ + count_);
+      spilled_.push_back(a);
+      items_ = spilled_.data();
+    }
+    if (number < 0 || number >= kDirect) ++others_;
+    last_ = count_++;
+    return items_[last_];
   }
 
-  std::vector<Attribute> attributes_;  // in the order of their numbers' first records
-  bool indexed_ = false;               // whether the numbers have outgrown the scan
-  Dictionary indexes_;                 // number -> index in attributes_, once indexed_
-  std::size_t last_ = 0;               // the index of the attribute found last
+  std::uint32_t direct_[kDirect] = {};  // number -> index in items_ + 1; 0: none yet
+  union {
+    Attribute inPlace_[kInPlace];  // made one by one as they are added
+  };
+  std::vector<Attribute> spilled_;  // all of them, once there are more than kInPlace
+  Attribute* items_ = inPlace_;     // in the order of their numbers' first records
+  std::size_t count_ = 0;           // of attributes in items_
+  std::size_t others_ = 0;          // of attributes whose numbers aren't found directly
+  bool indexed_ = false;            // whether those numbers have outgrown the scan
+  Dictionary indexes_;              // number -> index in items_, once indexed_
+  std::size_t last_ = 0;            // the index of the attribute found last by its number
 };
 
 // Whether the identifier and length bytes at the front of `octets` show by themselves that the

@@ -64,12 +64,12 @@ template <class Key, class Item>
 std::size_t Dictionary::Add(Key&& key, Item&& value, std::uint64_t hash, std::size_t free) {
   // The slots may be made anew, but the entries move only once the new one is made: `key` and
   // `value` may be keys or values of this map.
-  if ((entries_.size() + 1) * 2 > slots_.size()) {
+  const std::size_t index = entries_.size();
+  if ((index + 1) * 2 > slots_.size()) {
     Rehash(slots_.empty() ? 16 : slots_.size() * 2);
     free = kNone;  // the slot of the search is gone with the table it was in
   }
   entries_.emplace_back(std::forward<Key>(key), std::forward<Item>(value), hash);
-  const std::size_t index = entries_.size() - 1;
   if (free == kNone) {
     Place(index);
   } else {

@@ -59,6 +59,51 @@ Ref<MemoryBlock> MemoryBlock::NewCopy(const std::uint8_t* data, std::size_t size
                                                             InTail{}, tail, data, size));
 }
 
+// What a Batch's allocation begins with; the blocks follow it, then their bytes.
+struct MemoryBlock::Batch::Room {
+  // `tail` is where the allocation's room behind the Room begins; it is read once the
+  // allocation is made, before the Room is.
+  Room(std::uint8_t* const& tail, std::size_t count, std::size_t bytes)
+      : blocks(tail), capacity(count), next(tail + count * sizeof(MemoryBlock)), left(bytes) {}
+  Room(const Room&) = delete;
+  Room& operator=(const Room&) = delete;
+  ~Room() {
+    for (std::size_t i = 0; i < made; ++i)
+      Block(i)->~MemoryBlock();
+  }
+
+  MemoryBlock* Block(std::size_t i) const {
+    return std::launder(
+        static_cast<MemoryBlock*>(static_cast<void*>(blocks + i * sizeof(MemoryBlock))));
+  }
+
+  std::uint8_t* const blocks;  // room for `capacity` MemoryBlocks
+  const std::size_t capacity;  // of blocks
+  std::size_t made = 0;        // blocks made so far, the first ones of `blocks`
+  std::uint8_t* next;          // where the bytes of the next block go
+  std::size_t left;            // bytes of room from `next` on
+};
+
+MemoryBlock::Batch::Batch(std::size_t count, std::size_t bytes) {
+  // The blocks lie right behind the Room, in the object that allocate_shared makes to hold it:
+  // that object is aligned at least as a Room, and its size is a multiple of its alignment.
+  static_assert(alignof(MemoryBlock) <= alignof(Room));
+  std::uint8_t* tail = nullptr;
+  room_ = std::allocate_shared<Room>(
+      TailAllocator<Room>(count * sizeof(MemoryBlock) + bytes, &tail), tail, count, bytes);
+}
+
+Ref<MemoryBlock> MemoryBlock::Batch::Copy(const std::uint8_t* data, std::size_t size) {
+  Room& room = *room_;
+  if (room.made == room.capacity || size > room.left) return NewCopy(data, size);
+  MemoryBlock* const block = new (room.blocks + room.made * sizeof(MemoryBlock))
+      MemoryBlock(InTail{}, room.next, data, size);
+  ++room.made;
+  room.next += size;
+  room.left -= size;
+  return Ref<MemoryBlock>(std::shared_ptr<MemoryBlock>(room_, block));
+}
+
 std::uint8_t MemoryBlock::Byte(std::int64_t offset) const {
   if (offset < 0 || offset >= Size()) return 0;
   return data_[offset];

@@ -27,9 +27,26 @@ class MemoryBlock : public Object {
   // one allocation instead of two. Readers that copy many values use it.
   static Ref<MemoryBlock> NewCopy(const std::uint8_t* data, std::size_t size);
 
-  // Only NewCopy can name InTail: a block whose bytes lie at `bytes`, behind the block in the
-  // allocation that holds it, and are owned with it.
+  // Only NewCopy and Batch can name InTail: a block whose bytes lie at `bytes`, in the
+  // allocation that holds the block, and are owned with it.
   MemoryBlock(InTail, std::uint8_t* const& bytes, const std::uint8_t* data, std::size_t size);
+
+  // Copies of many runs of bytes as blocks that share a single allocation, which holds the
+  // blocks, their bytes and their one count: for a reader that hands out many blocks at once.
+  // Each block is an object of its own, with its own bytes and identity; the allocation goes
+  // when the last Ref to any of its blocks does.
+  class Batch {
+   public:
+    // Room for `count` blocks with `bytes` bytes in all.
+    Batch(std::size_t count, std::size_t bytes);
+    // A new block with a copy of the `size` bytes at `data`, made in the room that is left; in
+    // an allocation of its own, as NewCopy makes it, when the room is too small.
+    Ref<MemoryBlock> Copy(const std::uint8_t* data, std::size_t size);
+
+   private:
+    struct Room;
+    std::shared_ptr<Room> room_;
+  };
 
   std::int64_t Size() const { return static_cast<std::int64_t>(size_); }
   const std::uint8_t* Data() const { return data_; }

@@ -28,6 +28,9 @@ class Ref {
   explicit Ref(std::shared_ptr<T> p) : p_(std::move(p)) {}
   template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
   Ref(const Ref<U>& other) : p_(other.shared()) {}  // NOLINT: upcast like a pointer
+  // The same upcast taking over the reference of `other`, which is left nil.
+  template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+  Ref(Ref<U>&& other) noexcept : p_(std::move(other.p_)) {}  // NOLINT: upcast like a pointer
 
   // Makes a new object; the Ref is its first owner.
   template <class... Args>
@@ -59,6 +62,9 @@ class Ref {
   bool operator==(std::nullptr_t) const { return !p_; }
 
  private:
+  template <class>
+  friend class Ref;  // for the upcast that takes over another Ref's reference
+
   std::shared_ptr<T> p_;
 };
 

@@ -56,6 +56,13 @@ class Variant {
       kind_ = Kind::Object;
     }
   }
+  template <class T>
+  Variant(Ref<T>&& object) noexcept {  // NOLINT: takes over the Ref's reference
+    if (object) {
+      new (&u_.object) Ref<Object>(std::move(object));
+      kind_ = Kind::Object;
+    }
+  }
   // A String of `bytes` with `encoding` declared on it, made in its place: what
   // Variant(String(...)) holds, without the String in between.
   static Variant Text(std::string_view bytes, TextEncoding encoding = TextEncoding::None) {
@@ -67,12 +74,12 @@ class Variant {
 
   Variant(const Variant& other)
       : kind_(other.kind_), length_(other.length_), encoding_(other.encoding_) {
-    if (kind_ == Kind::LongText)
-      new (&u_.longText) std::string(other.u_.longText);
-    else if (kind_ == Kind::Object)
-      new (&u_.object) Ref<Object>(other.u_.object);
-    else
+    if (!HoldsOwner())
       CopyBytes(other);
+    else if (kind_ == Kind::LongText)
+      new (&u_.longText) std::string(other.u_.longText);
+    else
+      new (&u_.object) Ref<Object>(other.u_.object);
   }
   Variant(Variant&& other) noexcept { Take(std::move(other)); }
   Variant& operator=(const Variant& other) {
@@ -91,7 +98,9 @@ class Variant {
     }
     return *this;
   }
-  ~Variant() { Destroy(); }
+  ~Variant() {
+    if (HoldsOwner()) Release();
+  }
 
   int VarType() const;
   bool IsNull() const { return kind_ == Kind::Nil; }
@@ -140,8 +149,9 @@ class Variant {
     Single,
     Double,
     ShortText,  // length_ bytes in u_.text
-    LongText,   // u_.longText
-    Object,     // u_.object, never nil
+    // The kinds that own something come last.
+    LongText,  // u_.longText
+    Object,    // u_.object, never nil
   };
 
   // The bytes of a text; only for a Variant that holds one.
@@ -189,20 +199,27 @@ class Variant {
     kind_ = other.kind_;
     length_ = other.length_;
     encoding_ = other.encoding_;
-    if (kind_ == Kind::LongText) {
+    if (!HoldsOwner()) {
+      CopyBytes(other);
+    } else if (kind_ == Kind::LongText) {
       new (&u_.longText) std::string(std::move(other.u_.longText));
-    } else if (kind_ == Kind::Object) {
+    } else {
       new (&u_.object) Ref<Object>(std::move(other.u_.object));
       other.Destroy();
-    } else {
-      CopyBytes(other);
     }
   }
-  void Destroy() noexcept {
+  // Whether what is held owns something: a long text its bytes, an object a reference. All
+  // other kinds are plain bytes, which go without a word.
+  bool HoldsOwner() const { return kind_ >= Kind::LongText; }
+  // Lets go of what a Variant that HoldsOwner() holds.
+  void Release() noexcept {
     if (kind_ == Kind::LongText)
       u_.longText.~basic_string();
-    else if (kind_ == Kind::Object)
+    else
       u_.object.~Ref<Object>();
+  }
+  void Destroy() noexcept {
+    if (HoldsOwner()) Release();
     kind_ = Kind::Nil;
   }
 

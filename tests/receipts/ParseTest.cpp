@@ -121,44 +121,66 @@ TEST(Parse, Payloads) {
   EXPECT_EQ(Dump(CertTools::parse(a.data(), static_cast<std::int64_t>(a.size()), missing)), "nil");
 }
 
-// A SET of `count` numbers, each given twice: first a text, then, in the reverse order, an
-// integer that replaces it. Attribute 2 comes last, after all of them. Whether the numbers are
-// found by a scan or through a table, every number keeps its second value and only that.
+// A SET of `count` numbers, `first` and every `step` on, each given twice: first a text, then,
+// in the reverse order, an integer that replaces it. Attribute 2 comes last, after all of them.
+// However the numbers are found (small ones directly, others by a scan or through a table) and
+// wherever their attributes are kept, every number keeps its second value and only that.
 TEST(Parse, ManyNumbersInOneSetKeepEachNumbersLastRecord) {
-  // Why, how many numbers besides attribute 2.
-  const std::tuple<const char*, int> kRows[] = {
-      {"one number", 1},
-      {"just below the numbers a scan finds", 15},
-      {"as many as a scan finds", 16},
-      {"one more: the rest are found in a table", 17},
-      {"many more: the table grows", 300},
+  // Why, how many numbers besides attribute 2, the first, the step.
+  const std::tuple<const char*, int, std::int64_t, std::int64_t> kRows[] = {
+      {"one number", 1, 100, 7},
+      {"just below the numbers a scan finds", 15, 100, 7},
+      {"as many as a scan finds", 16, 100, 7},
+      {"one more: the rest are found in a table", 17, 100, 7},
+      {"many more: the table grows", 300, 100, 7},
+      {"small numbers, more than are held in place", 40, 7, 1},
+      {"across the last number found directly", 30, 50, 1},
+      {"negative numbers, more than a scan finds", 20, -30, 1},
   };
-  for (const auto& [why, count] : kRows) {
+  for (const auto& [why, count, first, step] : kRows) {
     SCOPED_TRACE(why);
-    std::vector<ReceiptMaker::Attribute> records;
-    const auto numberOf = [](int i) { return std::int64_t{100} + 7 * i; };
-    for (int i = 0; i < count; ++i)
-      records.push_back({numberOf(i), 1, ReceiptMaker::Utf8Value("first " + std::to_string(i))});
+    const auto numberOf = [first = first, step = step](int i) { return first + step * i; };
+    // A negative number as the decoder reads one: OpenSSL's tag 258 before its magnitude.
+    const auto record = [](std::int64_t number, const Bytes& value) {
+      const Bytes numberField =
+          number >= 0 ? ReceiptMaker::Integer(number)
+                      : ReceiptMaker::Tlv(H("1F 82 02"), Bytes{static_cast<std::uint8_t>(-number)});
+      return ReceiptMaker::Sequence(
+          Concat(numberField, ReceiptMaker::Integer(1), ReceiptMaker::OctetString(value)));
+    };
+    Bytes records;
+    for (int i = 0; i < count; ++i) {
+      records = Concat(records,
+                       record(numberOf(i), ReceiptMaker::Utf8Value("first " + std::to_string(i))));
+    }
     for (int i = count - 1; i >= 0; --i)
-      records.push_back({numberOf(i), 1, ReceiptMaker::IntValue(i * 3)});
-    records.push_back({2, 1, ReceiptMaker::Utf8Value("com.example.many")});
+      records = Concat(records, record(numberOf(i), ReceiptMaker::IntValue(i * 3)));
+    records = Concat(records, record(2, ReceiptMaker::Utf8Value("com.example.many")));
 
-    const auto maps = ParseExactly(ReceiptMaker::Payload(records));
+    const auto maps = ParseExactly(ReceiptMaker::Set(records));
     ASSERT_TRUE(maps.has_value());
     ASSERT_EQ(maps->size(), 1u);
     const toolkit::Dictionary& map = *maps->front();
-    // "attr N" and "raw N" for each number; attribute 2 adds its two keys to its own two.
-    EXPECT_EQ(map.Count(), 2 * count + 4);
+    // "attr N" and "raw N" for each number, and its key where it has one; attribute 2 adds its
+    // two keys to its own two.
+    std::int64_t entries = 4;
     for (int i = 0; i < count; ++i) {
-      const std::string number = std::to_string(numberOf(i));
-      ASSERT_EQ(map.Lookup(("attr " + number).c_str(), -1).Int64Value(), i * 3) << number;
-      const auto raw = map.Lookup(("raw " + number).c_str(), nullptr).As<toolkit::MemoryBlock>();
+      const std::int64_t number = numberOf(i);
+      const Keys key = CertTools::keyForAttrType(number);
+      entries += 2 + (key != Keys::None ? 1 : 0);
+      const std::string text = std::to_string(number);
+      ASSERT_EQ(map.Lookup(("attr " + text).c_str(), -1).Int64Value(), i * 3) << number;
+      if (key != Keys::None) {
+        ASSERT_EQ(map.Lookup(static_cast<std::int64_t>(key), -1).Int64Value(), i * 3) << number;
+      }
+      const auto raw = map.Lookup(("raw " + text).c_str(), nullptr).As<toolkit::MemoryBlock>();
       ASSERT_TRUE(raw) << number;
       const Bytes expected = ReceiptMaker::IntValue(i * 3);
       EXPECT_TRUE(
           std::equal(raw->Bytes().begin(), raw->Bytes().end(), expected.begin(), expected.end()))
           << number;
     }
+    EXPECT_EQ(map.Count(), entries);
     EXPECT_EQ(map.Value(static_cast<std::int64_t>(Keys::BundleID)).StringValue().Bytes(),
               "com.example.many");
   }

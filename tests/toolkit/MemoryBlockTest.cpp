@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "platform/toolkit/MemoryBlock.h"
 
@@ -63,6 +64,57 @@ TEST(MemoryBlockTest, NewCopyOwnsItsBytes) {
   const auto empty = MemoryBlock::NewCopy(source, 0);
   EXPECT_EQ(empty->Size(), 0);
   EXPECT_NE(empty->Data(), nullptr);
+}
+
+// A batch made with room for `count` blocks and `bytes` bytes is asked for copies of the runs of
+// kRuns given by `sizes`, in turn; the last ones may find no room left and get one of their own.
+// Each block holds its own copy, however made, and one block kept alone still holds its bytes
+// when the batch and all the other blocks are gone (AddressSanitizer sees a read of freed bytes).
+TEST(MemoryBlockTest, BatchCopiesAreBlocksOfTheirOwn) {
+  constexpr std::uint8_t kRuns[] = "the quick brown fox jumps over the lazy dog";
+  const struct {
+    std::size_t count, bytes;
+    std::vector<std::size_t> sizes;
+    const char* why;
+  } cases[] = {
+      {3, 12, {5, 0, 7}, "room for each, with an empty block between"},
+      {2, 40, {4, 4, 4}, "more blocks than room for them"},
+      {3, 6, {4, 4, 1}, "more bytes than room for them"},
+      {0, 0, {3}, "no room at all"},
+      {1, 43, {43}, "one block of every byte"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
+    std::vector<Ref<MemoryBlock>> blocks;
+    {
+      MemoryBlock::Batch batch(c.count, c.bytes);
+      std::size_t offset = 0;
+      for (const std::size_t size : c.sizes) {
+        blocks.push_back(batch.Copy(kRuns + offset, size));
+        offset += size;
+      }
+    }
+    std::size_t offset = 0;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+      const std::string want(reinterpret_cast<const char*>(kRuns) + offset, c.sizes[i]);
+      offset += c.sizes[i];
+      EXPECT_EQ(blocks[i]->StringValue().Bytes(), want) << i;
+      EXPECT_NE(blocks[i]->Data(), nullptr) << i;
+      for (std::size_t j = 0; j < i; ++j)
+        EXPECT_FALSE(blocks[i] == blocks[j]) << i << " is " << j;
+    }
+    // Writing into one block changes no other.
+    if (!blocks.empty() && blocks[0]->Size() > 0) {
+      blocks[0]->SetByte(0, '#');
+      for (std::size_t i = 1; i < blocks.size(); ++i)
+        EXPECT_EQ(blocks[i]->StringValue().Bytes().find('#'), std::string::npos) << i;
+    }
+    // The last block alone keeps the allocation.
+    const Ref<MemoryBlock> last = blocks.back();
+    const std::string lastBytes = last->StringValue().Bytes();
+    blocks.clear();
+    EXPECT_EQ(last->StringValue().Bytes(), lastBytes);
+  }
 }
 
 }  // namespace
