@@ -388,11 +388,15 @@ void WindowHost::PlaceControls() {
 void WindowHost::ShowProgress() {
   const bool working = window_->Working();
   const QString text = ToQString(window_->ProgressText());
-  // Rows added in the turn that ends the work reach the view when that turn's event ends: a
-  // drop that gave no row forgets its reveal only after that.
-  if (!working && revealFrom_ >= 0) {
+  // The rows added in the turn that ends the work are shown right after it, however long the
+  // list; a drop that gave no row forgets its reveal only then.
+  if (!working && model_) {
     QMetaObject::invokeMethod(
-        this, [this] { revealFrom_ = window_->Working() ? revealFrom_ : -1; },
+        this,
+        [this] {
+          model_->CatchUp();
+          if (!window_->Working()) revealFrom_ = -1;
+        },
         Qt::QueuedConnection);
   }
   if (progressText_->text() != text) progressText_->setText(text);
