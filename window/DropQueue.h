@@ -14,8 +14,8 @@
 #include "platform/toolkit/Dictionary.h"
 #include "platform/toolkit/FolderItem.h"
 
-// One item of a drop, as the window deals with it after the collection: the item, its alias
-// resolved, and whether an item that yields no receipt gets a row, decided once for its drop.
+// One item of a drop, as the window deals with it after the collection: the item as the drag
+// gave it, and whether an item that yields no receipt gets a row, decided once for its drop.
 struct DroppedItem {
   toolkit::Ref<toolkit::FolderItem> item;
   bool showRejects = false;

@@ -63,19 +63,13 @@ void Window1::Event_Open() {
 void Window1::Event_DropObject(toolkit::DragItem& obj, int action) {
   (void)action;
 
-  // Collect: the first item is there without NextItem. An alias is resolved through its
-  // parent folder; one that resolves to nothing is no item at all.
+  // Collect: the first item is there without NextItem. Aliases are resolved as the items are
+  // read (ReadItem): a file system call for each item would hold a long drop's event, and here
+  // an alias that is there always resolves to an item, so no item drops out of the count that
+  // decides below.
   std::vector<Ref<FolderItem>> items;
   do {
-    Ref<FolderItem> item = obj.FolderItem();
-    if (!item) continue;
-    if (item->Alias()) {
-      if (const Ref<FolderItem> parent = item->Parent()) {
-        item = parent->Child(item->Name(), true);
-        if (!item) continue;
-      }
-    }
-    items.push_back(item);
+    if (Ref<FolderItem> item = obj.FolderItem()) items.push_back(std::move(item));
   } while (obj.NextItem());
 
   // Decide: a single item always tells why it isn't a receipt; in a drop of several, only
@@ -118,7 +112,14 @@ ItemReading Window1::ReadItem(const DroppedItem& dropped) {
   ItemReading reading;
   reading.showRejects = dropped.showRejects;
   try {
-    const Ref<FolderItem>& item = dropped.item;
+    // An alias is resolved through its parent folder; one that resolves to nothing is no item.
+    Ref<FolderItem> item = dropped.item;
+    if (item->Alias()) {
+      if (const Ref<FolderItem> parent = item->Parent()) {
+        item = parent->Child(item->Name(), true);
+        if (!item) return reading;
+      }
+    }
     reading.name = item->Name();
     const auto reject = [&](const char* text) {
       if (!dropped.showRejects) return;

@@ -193,8 +193,27 @@ void ListItemModel::RowsInserted(std::int64_t first, std::int64_t count) {
     CatchUp();
 }
 
+void ListItemModel::EventEnded() {
+  // A list this long takes Qt a noticeable time to lay out; the interval keeps that time at a
+  // small share of the event loop's, however long the list grows.
+  constexpr std::int64_t kLongList = 2000;
+  constexpr qint64 kLeastIntervalMs = 100, kMsPerRows = 100;
+  const std::int64_t topRows = list_->ChildCount(-1);
+  if (heldCount_ > 0 && heldParent_ == 0 && topRows >= kLongList && caughtUp_.isValid()) {
+    const qint64 interval = std::max(kLeastIntervalMs, topRows / kMsPerRows);
+    const qint64 since = caughtUp_.elapsed();
+    if (since < interval) {
+      if (!catchUp_.isActive()) catchUp_.start(static_cast<int>(interval - since), this);
+      return;
+    }
+  }
+  CatchUp();
+}
+
 void ListItemModel::CatchUp() {
+  catchUp_.stop();
   if (heldCount_ == 0) return;
+  caughtUp_.start();
   const std::int64_t parent = heldParent_ == 0 ? -1 : list_->RowOfId(heldParent_);
   const auto last = static_cast<int>(list_->ChildCount(parent) - 1);
   // Qt still sees the rows as they were until it has been told what comes.
@@ -228,6 +247,10 @@ void ListItemModel::RowsRemoved(std::int64_t first, std::int64_t count) {
 }
 
 void ListItemModel::timerEvent(QTimerEvent* event) {
+  if (event->timerId() == catchUp_.timerId()) {
+    CatchUp();
+    return;
+  }
   if (event->timerId() != leave_.timerId()) {
     QAbstractItemModel::timerEvent(event);
     return;

@@ -2,6 +2,7 @@
 
 #include <QAbstractItemModel>
 #include <QBasicTimer>
+#include <QElapsedTimer>
 #include <cstdint>
 #include <functional>
 #include <string_view>
@@ -23,7 +24,10 @@ QString ShownText(std::string_view bytes);
 //
 // While an event runs (EventScope), the rows that the list adds reach Qt at its end, as one
 // insertion for each run of rows with one parent; until then Qt sees the list as it was. Any
-// other change, and opening a row that Qt hasn't yet seen, brings Qt up to date first.
+// other change, and opening a row that Qt hasn't yet seen, brings Qt up to date first. Qt's
+// tree lays out all of a list's top-level rows again at each insertion there, so in a long list
+// rows that events keep adding at its end (a long drop, read turn after turn) reach Qt a few
+// times a second rather than at the end of each event.
 //
 // The tags of rows that go are let go later, a few milliseconds' worth at each turn of the
 // event loop: clearing a list of many receipts then takes no longer than a frame, and their
@@ -37,6 +41,8 @@ class ListItemModel final : public QAbstractItemModel,
 
   // How many tags of removed rows are still to be let go.
   std::size_t Leaving() const { return leaving_.size(); }
+  // Tells Qt of the rows held back, now.
+  void CatchUp();
 
   // The row of the list that `index` stands for, or -1.
   std::int64_t ListRow(const QModelIndex& index) const;
@@ -71,11 +77,9 @@ class ListItemModel final : public QAbstractItemModel,
   void LayoutChanged() override;
   void RowChanged(std::int64_t row) override;
   void VisibilityChanged(bool visible) override;
-  void EventEnded() override { CatchUp(); }
+  void EventEnded() override;
   void timerEvent(QTimerEvent* event) override;
 
-  // Tells Qt of the rows held back.
-  void CatchUp();
   bool HeldBack(std::int64_t row) const {
     return row >= heldFirst_ && row < heldFirst_ + heldCount_;
   }
@@ -92,6 +96,8 @@ class ListItemModel final : public QAbstractItemModel,
   bool resetting_ = false;
   std::vector<toolkit::Variant> leaving_;  // tags of rows that have gone
   QBasicTimer leave_;
+  QBasicTimer catchUp_;     // rows held back at the end of a long list, until it strikes
+  QElapsedTimer caughtUp_;  // since Qt was last told of rows
 };
 
 }  // namespace qt

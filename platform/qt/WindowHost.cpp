@@ -53,10 +53,31 @@ toolkit::Ref<toolkit::FolderItem> LocalFile(const QUrl& url) {
   const QString host = url.host();
   if (!host.isEmpty() && host.compare(QStringLiteral("localhost"), Qt::CaseInsensitive) != 0)
     return nullptr;
-  const QByteArray path = QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
-  if (path.isEmpty() || path.contains('\0')) return nullptr;
-  return toolkit::Ref<toolkit::FolderItem>::New(
-      std::filesystem::path(std::string(path.constData(), static_cast<std::size_t>(path.size()))));
+  // Fully encoded, the path is ASCII; its escapes are decoded here in the one pass that copies
+  // it, since a long drop makes this for each of its files while the window waits.
+  const QString encoded = url.path(QUrl::FullyEncoded);
+  std::string path;
+  path.reserve(static_cast<std::size_t>(encoded.size()));
+  const auto hex = [](char16_t c) {
+    if (c >= u'0' && c <= u'9') return c - u'0';
+    if (c >= u'A' && c <= u'F') return c - u'A' + 10;
+    if (c >= u'a' && c <= u'f') return c - u'a' + 10;
+    return -1;
+  };
+  const qsizetype n = encoded.size();
+  for (qsizetype i = 0; i < n; ++i) {
+    const char16_t c = encoded[i].unicode();
+    const int high = c == u'%' && i + 2 < n ? hex(encoded[i + 1].unicode()) : -1;
+    const int low = high >= 0 ? hex(encoded[i + 2].unicode()) : -1;
+    if (low >= 0) {
+      path += static_cast<char>(high * 16 + low);
+      i += 2;
+    } else {
+      path += static_cast<char>(c);
+    }
+  }
+  if (path.empty() || path.find('\0') != std::string::npos) return nullptr;
+  return toolkit::Ref<toolkit::FolderItem>::New(std::filesystem::path(std::move(path)));
 }
 
 // The files of one drop: the local files of its URLs, in order, each item as it is (a link
@@ -390,11 +411,15 @@ void WindowHost::PlaceControls() {
 void WindowHost::ShowProgress() {
   const bool working = window_->Working();
   const QString text = ToQString(window_->ProgressText());
-  // Rows added in the turn that ends the work reach the view when that turn's event ends: a
-  // drop that gave no row forgets its reveal only after that.
-  if (!working && revealFrom_ >= 0) {
+  // The rows added in the turn that ends the work are shown right after it, however long the
+  // list; a drop that gave no row forgets its reveal only then.
+  if (!working && model_) {
     QMetaObject::invokeMethod(
-        this, [this] { revealFrom_ = window_->Working() ? revealFrom_ : -1; },
+        this,
+        [this] {
+          model_->CatchUp();
+          if (!window_->Working()) revealFrom_ = -1;
+        },
         Qt::QueuedConnection);
   }
   if (progressText_->text() != text) progressText_->setText(text);

@@ -33,7 +33,8 @@ fs::path WithoutEndSeparators(fs::path path) {
   std::size_t end = bytes.size();
   while (end > 1 && bytes[end - 1] == '/')
     --end;
-  return end == bytes.size() ? path : fs::path(bytes.substr(0, end));
+  if (end == bytes.size()) return path;  // moved out, not copied
+  return fs::path(bytes.substr(0, end));
 }
 
 }  // namespace

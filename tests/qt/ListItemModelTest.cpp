@@ -4,6 +4,7 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QTreeView>
+#include <algorithm>
 #include <functional>
 
 #include "Support.h"
@@ -140,6 +141,41 @@ TEST_F(ListItemModelTest, CellsShowControlAndDirectionCharactersAsMarks) {
       EXPECT_EQ(Text(cell), QString::fromUtf8(c.shown)) << column;
       EXPECT_EQ(model.data(cell, Qt::AccessibleTextRole).toString(), QString::fromUtf8(c.shown));
     }
+  }
+}
+
+// At the end of a long list, rows that event after event adds reach Qt together a little later,
+// in one insertion, not one at the end of each event; CatchUp shows them at once. A shorter list
+// is told at the end of each event.
+TEST_F(ListItemModelTest, RowsThatKeepComingAtTheEndOfALongListReachQtTogether) {
+  const struct {
+    const char* why;
+    int rowsBefore;
+    std::function<void()> then;  // after three events of a row each; nullptr: nothing
+    int insertionsAtOnce;        // by the end of the third event
+  } cases[] = {
+      {"a long list: held until the interval ends", 2000, nullptr, 0},
+      {"a long list, caught up by hand", 2000, [&] { model.CatchUp(); }, 1},
+      {"a list short of long to the end: each event's rows at its end", 1996, nullptr, 3},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
+    list->DeleteAllRows();
+    {
+      const qt::EventScope event;  // one insertion, checked once by the tester
+      for (int i = 0; i < c.rowsBefore; ++i)
+        list->AddRow({"row"});
+    }
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    for (const char* name : {"a", "b", "c"}) {
+      const qt::EventScope event;
+      list->AddRow({name});
+    }
+    if (c.then) c.then();
+    EXPECT_EQ(inserted.count(), c.insertionsAtOnce);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return model.rowCount() == c.rowsBefore + 3; }, 2000));
+    EXPECT_EQ(inserted.count(), std::max(c.insertionsAtOnce, 1));
+    EXPECT_EQ(QtRows().back(), "c||");
   }
 }
 
