@@ -73,7 +73,10 @@ class Variant {
   }
 
   Variant(const Variant& other)
-      : kind_(other.kind_), length_(other.length_), encoding_(other.encoding_) {
+      : u_(Storage::Unset{}),
+        kind_(other.kind_),
+        length_(other.length_),
+        encoding_(other.encoding_) {
     if (!HoldsOwner())
       CopyBytes(other);
     else if (kind_ == Kind::LongText)
@@ -81,7 +84,7 @@ class Variant {
     else
       new (&u_.object) Ref<Object>(other.u_.object);
   }
-  Variant(Variant&& other) noexcept { Take(std::move(other)); }
+  Variant(Variant&& other) noexcept : u_(Storage::Unset{}) { Take(std::move(other)); }
   Variant& operator=(const Variant& other) {
     if (this != &other) {
       Variant copy(other);  // before this lets go of what it holds, which may hold `other`
@@ -232,6 +235,9 @@ class Variant {
     // first two words are zeroed all the same, so that g++ sees no object read before it is
     // made on the paths that it can't tell apart.
     Storage() : words{} {}
+    // For a copy or a move, which write the storage in full.
+    struct Unset {};
+    explicit Storage(Unset) {}
     ~Storage() {}
     std::uint64_t words[2];
     bool boolean;
