@@ -158,16 +158,16 @@ class SetEntries {
     a.rawOfDecoded = octets;
   }
 
-  // Stores the entries of every number taken in `map`. The map's blocks are made in one
+  // The entries of every number taken, for its SET's map. The map's blocks are made in one
   // allocation, which goes with the last of them.
-  void Fill(Dictionary& map) const {
+  std::vector<Dictionary::Entry> Entries() const {
     using Kind = Decoded::Kind;
-    std::int64_t entries = 0;
+    std::size_t count = 0;
     std::size_t blocks = 0;
     std::size_t bytes = 0;
     for (const Attribute& a : Attributes()) {
-      entries += 1 + (a.number == 2 ? 1 : 0);
-      if (a.decoded.kind != Kind::None) entries += a.key != Keys::None ? 2 : 1;
+      count += 1 + (a.number == 2 ? 1 : 0);
+      if (a.decoded.kind != Kind::None) count += a.key != Keys::None ? 2 : 1;
       blocks += 1;
       bytes += a.raw.Size();
       if (HasOwnRawOfDecoded(a)) {
@@ -175,13 +175,14 @@ class SetEntries {
         bytes += a.rawOfDecoded.Size();
       }
     }
-    map.Reserve(entries);
+    std::vector<Dictionary::Entry> entries;
+    entries.reserve(count);
     MemoryBlock::Batch batch(blocks, bytes);
     const auto copy = [&batch](const Cursor& b) { return batch.Copy(b.Data(), b.Size()); };
 
     for (const Attribute& a : Attributes()) {
       Variant raw(copy(a.raw));
-      if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
+      if (a.number == 2) entries.emplace_back(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
       const EntryKeys keys(a.number);
       if (a.decoded.kind != Kind::None) {
         // The block of the record whose value is kept: the one object that is "raw N" when
@@ -189,8 +190,9 @@ class SetEntries {
         Variant rawOfDecoded;
         if (NeedsRawOfDecoded(a)) rawOfDecoded = HasOwnRawOfDecoded(a) ? copy(a.rawOfDecoded) : raw;
         if (a.decoded.kind == Kind::Raw) {
-          if (a.key != Keys::None) map.Value(static_cast<std::int64_t>(a.key), rawOfDecoded);
-          map.Value(Variant::Text(keys.Attr()), std::move(rawOfDecoded));
+          if (a.key != Keys::None)
+            entries.emplace_back(static_cast<std::int64_t>(a.key), rawOfDecoded);
+          entries.emplace_back(Variant::Text(keys.Attr()), std::move(rawOfDecoded));
         } else {
           const Cursor& text = a.decoded.text;
           Variant decoded =
@@ -200,14 +202,15 @@ class SetEntries {
                         std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
                         a.decoded.encoding);
           if (KeepsRaw(a.key))
-            map.Value(static_cast<std::int64_t>(a.key), std::move(rawOfDecoded));
+            entries.emplace_back(static_cast<std::int64_t>(a.key), std::move(rawOfDecoded));
           else if (a.key != Keys::None)
-            map.Value(static_cast<std::int64_t>(a.key), decoded);
-          map.Value(Variant::Text(keys.Attr()), std::move(decoded));
+            entries.emplace_back(static_cast<std::int64_t>(a.key), decoded);
+          entries.emplace_back(Variant::Text(keys.Attr()), std::move(decoded));
         }
       }
-      map.Value(Variant::Text(keys.Raw()), std::move(raw));
+      entries.emplace_back(Variant::Text(keys.Raw()), std::move(raw));
     }
+    return entries;
   }
 
  private:
@@ -399,9 +402,8 @@ std::optional<std::vector<Ref<Dictionary>>> WalkPayload(const std::uint8_t* data
     while (!records.Empty())
       records.SkipObject(read);
 
-    auto map = Ref<Dictionary>::New();
-    entries.Fill(*map);
-    if (map->Count() > 0) result.push_back(map);
+    auto map = Ref<Dictionary>::New(entries.Entries());
+    if (map->Count() > 0) result.push_back(std::move(map));
   }
   return result;
 }
