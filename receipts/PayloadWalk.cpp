@@ -280,12 +280,12 @@ class SetEntries {
 
   // A new attribute of `number`, which no attribute has yet.
   Attribute& Add(std::int64_t number) {
-    const Attribute a{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)};
     if (count_ < kInPlace) {
-      new (&inPlace_[count_]) Attribute(a);
+      new (&inPlace_[count_])
+          Attribute{number, keyForAttrType(number), {nullptr, 0}, {}, {nullptr, 0}};
     } else {
       if (count_ == kInPlace) spilled_.assign(items_, items_ + count_);
-      spilled_.push_back(a);
+      spilled_.push_back(Attribute{number, keyForAttrType(number), {nullptr, 0}, {}, {nullptr, 0}});
       items_ = spilled_.data();
     }
     if (number < 0 || number >= kDirect) ++others_;
