@@ -27,10 +27,11 @@ namespace {
 }  // namespace
 
 inline std::size_t Dictionary::Probe(const Variant& key, std::uint32_t check) const {
+  const Slot* const slots = slots_.data();
   const std::size_t mask = slots_.size() - 1;
   // The table is at most half full, so an empty slot ends every search.
   for (std::size_t i = Home(check);; i = (i + 1) & mask) {
-    const Slot slot = slots_[i];
+    const Slot slot = slots[i];
     if (slot.entry == 0) return i;
     if (slot.check == check && SameKey(entries_[slot.entry - 1].key, key)) return i;
   }
@@ -75,16 +76,18 @@ Dictionary::Dictionary(std::vector<Entry> entries) : entries_(std::move(entries)
   Rehash(TableSize(entries_.size() * 2));
   // Each entry is kept, moved down over those that went before it, unless its key is one of
   // an earlier entry, which then takes its value.
+  Entry* const all = entries_.data();
+  const std::size_t count = entries_.size();
   std::size_t kept = 0;
-  for (std::size_t i = 0; i < entries_.size(); ++i) {
-    const std::uint32_t check = CheckOf(entries_[i].key);
-    const std::size_t slot = Probe(entries_[i].key, check);
-    if (slots_[slot].entry != 0) {
-      entries_[slots_[slot].entry - 1].value = std::move(entries_[i].value);
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint32_t check = CheckOf(all[i].key);
+    Slot& slot = slots_[Probe(all[i].key, check)];
+    if (slot.entry != 0) {
+      all[slot.entry - 1].value = std::move(all[i].value);
       continue;
     }
-    if (kept != i) entries_[kept] = std::move(entries_[i]);
-    slots_[slot] = Slot{static_cast<std::uint32_t>(kept + 1), check};
+    if (kept != i) all[kept] = std::move(all[i]);
+    slot = Slot{static_cast<std::uint32_t>(kept + 1), check};
     ++kept;
   }
   entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(kept), entries_.end());
