@@ -114,14 +114,16 @@ class EntryKeys {
     std::memcpy(raw_, "raw ", 4);
     const char* const end = std::to_chars(attr_ + 5, attr_ + sizeof attr_, number).ptr;
     digits_ = static_cast<std::size_t>(end - (attr_ + 5));
-    std::memcpy(raw_ + 4, attr_ + 5, digits_);
+    // All the room for digits in one fixed-size move, which costs less than a call that
+    // copies only the digits.
+    std::memcpy(raw_ + 4, attr_ + 5, 20);
   }
 
   std::string_view Attr() const { return {attr_, 5 + digits_}; }
   std::string_view Raw() const { return {raw_, 4 + digits_}; }
 
  private:
-  char attr_[5 + 20];  // 20: the longest number text, that of INT64_MIN
+  char attr_[5 + 20] = {};  // 20: the longest number text, that of INT64_MIN
   char raw_[4 + 20];
   std::size_t digits_;
 };

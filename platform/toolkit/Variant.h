@@ -208,7 +208,8 @@ class Variant {
       new (&u_.longText) std::string(std::move(other.u_.longText));
     } else {
       new (&u_.object) Ref<Object>(std::move(other.u_.object));
-      other.Destroy();
+      // An empty Ref, which a moved one is, goes without effect: it needn't be destroyed.
+      other.kind_ = Kind::Nil;
     }
   }
   // Whether what is held owns something: a long text its bytes, an object a reference. All
