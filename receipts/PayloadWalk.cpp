@@ -64,21 +64,19 @@ class Cursor {
   // length 0, and the cursor moves to its end: what remains can't be walked, and skipping it is
   // what lets every loop of the walk end.
   Header ReadHeader(Asn1GetObject read) {
-    Header h;
-    if (Empty()) return h;
+    if (Empty()) return Header{};
     const std::uint8_t* contents = data_;
     long length = 0;
     int tag = kNoTag;
     int cls = 0;
-    h.result = read(&contents, &length, &tag, &cls, static_cast<long>(size_));
-    if ((h.result & kHeaderError) != 0 && contents == data_) {
+    const int result = read(&contents, &length, &tag, &cls, static_cast<long>(size_));
+    if ((result & kHeaderError) != 0 && contents == data_) {
       Take(size_);
-      return h;
+      return Header{kNoTag, 0, 0, result};
     }
-    h.headerSize = Take(static_cast<std::size_t>(contents - data_)).Size();
-    h.tag = tag;
-    h.length = length < 0 ? 0 : std::min(static_cast<std::size_t>(length), size_);
-    return h;
+    const std::size_t headerSize = Take(static_cast<std::size_t>(contents - data_)).Size();
+    return Header{tag, length < 0 ? 0 : std::min(static_cast<std::size_t>(length), size_),
+                  headerSize, result};
   }
 
   // Hands out the first `n` bytes, or all that remain when fewer do, as a cursor of their own,
