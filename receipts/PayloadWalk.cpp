@@ -64,21 +64,19 @@ class Cursor {
   // length 0, and the cursor moves to its end: what remains can't be walked, and skipping it is
   // what lets every loop of the walk end.
   Header ReadHeader(Asn1GetObject read) {
-    Header h;
-    if (Empty()) return h;
+    if (Empty()) return Header{};
     const std::uint8_t* contents = data_;
     long length = 0;
     int tag = kNoTag;
     int cls = 0;
-    h.result = read(&contents, &length, &tag, &cls, static_cast<long>(size_));
-    if ((h.result & kHeaderError) != 0 && contents == data_) {
+    const int result = read(&contents, &length, &tag, &cls, static_cast<long>(size_));
+    if ((result & kHeaderError) != 0 && contents == data_) {
       Take(size_);
-      return h;
+      return Header{kNoTag, 0, 0, result};
     }
-    h.headerSize = Take(static_cast<std::size_t>(contents - data_)).Size();
-    h.tag = tag;
-    h.length = length < 0 ? 0 : std::min(static_cast<std::size_t>(length), size_);
-    return h;
+    const std::size_t headerSize = Take(static_cast<std::size_t>(contents - data_)).Size();
+    return Header{tag, length < 0 ? 0 : std::min(static_cast<std::size_t>(length), size_),
+                  headerSize, result};
   }
 
   // Hands out the first `n` bytes, or all that remain when fewer do, as a cursor of their own,
@@ -114,14 +112,16 @@ class EntryKeys {
     std::memcpy(raw_, "raw ", 4);
     const char* const end = std::to_chars(attr_ + 5, attr_ + sizeof attr_, number).ptr;
     digits_ = static_cast<std::size_t>(end - (attr_ + 5));
-    std::memcpy(raw_ + 4, attr_ + 5, digits_);
+    // All the room for digits in one fixed-size move, which costs less than a call that
+    // copies only the digits.
+    std::memcpy(raw_ + 4, attr_ + 5, 20);
   }
 
   std::string_view Attr() const { return {attr_, 5 + digits_}; }
   std::string_view Raw() const { return {raw_, 4 + digits_}; }
 
  private:
-  char attr_[5 + 20];  // 20: the longest number text, that of INT64_MIN
+  char attr_[5 + 20] = {};  // 20: the longest number text, that of INT64_MIN
   char raw_[4 + 20];
   std::size_t digits_;
 };
@@ -158,16 +158,16 @@ class SetEntries {
     a.rawOfDecoded = octets;
   }
 
-  // Stores the entries of every number taken in `map`. The map's blocks are made in one
+  // The entries of every number taken, for its SET's map. The map's blocks are made in one
   // allocation, which goes with the last of them.
-  void Fill(Dictionary& map) const {
+  std::vector<Dictionary::Entry> Entries() const {
     using Kind = Decoded::Kind;
-    std::int64_t entries = 0;
+    std::size_t count = 0;
     std::size_t blocks = 0;
     std::size_t bytes = 0;
     for (const Attribute& a : Attributes()) {
-      entries += 1 + (a.number == 2 ? 1 : 0);
-      if (a.decoded.kind != Kind::None) entries += a.key != Keys::None ? 2 : 1;
+      count += 1 + (a.number == 2 ? 1 : 0);
+      if (a.decoded.kind != Kind::None) count += a.key != Keys::None ? 2 : 1;
       blocks += 1;
       bytes += a.raw.Size();
       if (HasOwnRawOfDecoded(a)) {
@@ -175,13 +175,14 @@ class SetEntries {
         bytes += a.rawOfDecoded.Size();
       }
     }
-    map.Reserve(entries);
+    std::vector<Dictionary::Entry> entries;
+    entries.reserve(count);
     MemoryBlock::Batch batch(blocks, bytes);
     const auto copy = [&batch](const Cursor& b) { return batch.Copy(b.Data(), b.Size()); };
 
     for (const Attribute& a : Attributes()) {
       Variant raw(copy(a.raw));
-      if (a.number == 2) map.Value(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
+      if (a.number == 2) entries.emplace_back(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
       const EntryKeys keys(a.number);
       if (a.decoded.kind != Kind::None) {
         // The block of the record whose value is kept: the one object that is "raw N" when
@@ -189,8 +190,9 @@ class SetEntries {
         Variant rawOfDecoded;
         if (NeedsRawOfDecoded(a)) rawOfDecoded = HasOwnRawOfDecoded(a) ? copy(a.rawOfDecoded) : raw;
         if (a.decoded.kind == Kind::Raw) {
-          if (a.key != Keys::None) map.Value(static_cast<std::int64_t>(a.key), rawOfDecoded);
-          map.Value(Variant::Text(keys.Attr()), std::move(rawOfDecoded));
+          if (a.key != Keys::None)
+            entries.emplace_back(static_cast<std::int64_t>(a.key), rawOfDecoded);
+          entries.emplace_back(Variant::Text(keys.Attr()), std::move(rawOfDecoded));
         } else {
           const Cursor& text = a.decoded.text;
           Variant decoded =
@@ -200,14 +202,15 @@ class SetEntries {
                         std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
                         a.decoded.encoding);
           if (KeepsRaw(a.key))
-            map.Value(static_cast<std::int64_t>(a.key), std::move(rawOfDecoded));
+            entries.emplace_back(static_cast<std::int64_t>(a.key), std::move(rawOfDecoded));
           else if (a.key != Keys::None)
-            map.Value(static_cast<std::int64_t>(a.key), decoded);
-          map.Value(Variant::Text(keys.Attr()), std::move(decoded));
+            entries.emplace_back(static_cast<std::int64_t>(a.key), decoded);
+          entries.emplace_back(Variant::Text(keys.Attr()), std::move(decoded));
         }
       }
-      map.Value(Variant::Text(keys.Raw()), std::move(raw));
+      entries.emplace_back(Variant::Text(keys.Raw()), std::move(raw));
     }
+    return entries;
   }
 
  private:
@@ -277,12 +280,12 @@ class SetEntries {
 
   // A new attribute of `number`, which no attribute has yet.
   Attribute& Add(std::int64_t number) {
-    const Attribute a{number, keyForAttrType(number), Cursor(nullptr, 0), {}, Cursor(nullptr, 0)};
     if (count_ < kInPlace) {
-      new (&inPlace_[count_]) Attribute(a);
+      new (&inPlace_[count_])
+          Attribute{number, keyForAttrType(number), {nullptr, 0}, {}, {nullptr, 0}};
     } else {
       if (count_ == kInPlace) spilled_.assign(items_, items_ + count_);
-      spilled_.push_back(a);
+      spilled_.push_back(Attribute{number, keyForAttrType(number), {nullptr, 0}, {}, {nullptr, 0}});
       items_ = spilled_.data();
     }
     if (number < 0 || number >= kDirect) ++others_;
@@ -399,9 +402,8 @@ std::optional<std::vector<Ref<Dictionary>>> WalkPayload(const std::uint8_t* data
     while (!records.Empty())
       records.SkipObject(read);
 
-    auto map = Ref<Dictionary>::New();
-    entries.Fill(*map);
-    if (map->Count() > 0) result.push_back(map);
+    auto map = Ref<Dictionary>::New(entries.Entries());
+    if (map->Count() > 0) result.push_back(std::move(map));
   }
   return result;
 }

@@ -26,90 +26,111 @@ namespace {
 }
 }  // namespace
 
-inline std::size_t Dictionary::Probe(const Variant& key, std::uint64_t hash) const {
+inline std::size_t Dictionary::Probe(const Variant& key, std::uint32_t check) const {
+  const Slot* const slots = slots_.data();
   const std::size_t mask = slots_.size() - 1;
-  const auto check = static_cast<std::uint32_t>(hash);
   // The table is at most half full, so an empty slot ends every search.
-  for (std::size_t i = Home(hash);; i = (i + 1) & mask) {
-    const Slot slot = slots_[i];
+  for (std::size_t i = Home(check);; i = (i + 1) & mask) {
+    const Slot slot = slots[i];
     if (slot.entry == 0) return i;
     if (slot.check == check && SameKey(entries_[slot.entry - 1].key, key)) return i;
   }
 }
 
-std::size_t Dictionary::FindSlot(const Variant& key, std::uint64_t hash) const {
+std::size_t Dictionary::FindSlot(const Variant& key, std::uint32_t check) const {
   if (slots_.empty()) return kNone;
-  const std::size_t slot = Probe(key, hash);
+  const std::size_t slot = Probe(key, check);
   return slots_[slot].entry != 0 ? slot : kNone;
 }
 
-void Dictionary::Place(std::size_t index) {
-  const std::size_t mask = slots_.size() - 1;
-  const std::uint64_t hash = entries_[index].hash;
-  std::size_t i = Home(hash);
-  while (slots_[i].entry != 0)
-    i = (i + 1) & mask;
-  slots_[i] = Slot{static_cast<std::uint32_t>(index + 1), static_cast<std::uint32_t>(hash)};
+void Dictionary::Rehash(std::size_t size) {
+  const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(size));
+  shift_ = 32 - std::countr_zero(size);
+  const std::size_t mask = size - 1;
+  for (const Slot slot : old) {
+    if (slot.entry == 0) continue;
+    std::size_t i = Home(slot.check);
+    while (slots_[i].entry != 0)
+      i = (i + 1) & mask;
+    slots_[i] = slot;
+  }
 }
 
-void Dictionary::Rehash(std::size_t size) {
-  slots_.assign(size, Slot{});
-  shift_ = 64 - std::countr_zero(size);
-  for (std::size_t index = 0; index < entries_.size(); ++index)
-    Place(index);
+std::size_t Dictionary::TableSize(std::size_t count) {
+  // At most half full, as Store keeps it.
+  return std::bit_ceil(std::max<std::size_t>(count * 2, 16));
 }
 
 void Dictionary::Reserve(std::int64_t count) {
   if (count <= 0) return;
   const auto n = static_cast<std::size_t>(count);
   entries_.reserve(n);
-  // At most half full, as Store keeps it.
-  const std::size_t size = std::bit_ceil(std::max<std::size_t>(n * 2, 16));
+  const std::size_t size = TableSize(n);
   if (size > slots_.size()) Rehash(size);
 }
 
+Dictionary::Dictionary(std::vector<Entry> entries) : entries_(std::move(entries)) {
+  if (entries_.empty()) return;
+  // Made at once, the map starts at most a quarter full: its keys then mostly find their home
+  // slot free, here and in every later search.
+  Rehash(TableSize(entries_.size() * 2));
+  // Each entry is kept, moved down over those that went before it, unless its key is one of
+  // an earlier entry, which then takes its value.
+  Entry* const all = entries_.data();
+  const std::size_t count = entries_.size();
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint32_t check = CheckOf(all[i].key);
+    Slot& slot = slots_[Probe(all[i].key, check)];
+    if (slot.entry != 0) {
+      all[slot.entry - 1].value = std::move(all[i].value);
+      continue;
+    }
+    if (kept != i) all[kept] = std::move(all[i]);
+    slot = Slot{static_cast<std::uint32_t>(kept + 1), check};
+    ++kept;
+  }
+  entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(kept), entries_.end());
+}
+
 template <class Key, class Item>
-std::size_t Dictionary::Add(Key&& key, Item&& value, std::uint64_t hash, std::size_t free) {
+std::size_t Dictionary::Add(Key&& key, Item&& value, std::uint32_t check, std::size_t free) {
   // The slots may be made anew, but the entries move only once the new one is made: `key` and
   // `value` may be keys or values of this map.
   const std::size_t index = entries_.size();
   if ((index + 1) * 2 > slots_.size()) {
     Rehash(slots_.empty() ? 16 : slots_.size() * 2);
-    free = kNone;  // the slot of the search is gone with the table it was in
+    free = Probe(key, check);  // the slot of the search is gone with the table it was in
   }
-  entries_.emplace_back(std::forward<Key>(key), std::forward<Item>(value), hash);
-  if (free == kNone) {
-    Place(index);
-  } else {
-    slots_[free] = Slot{static_cast<std::uint32_t>(index + 1), static_cast<std::uint32_t>(hash)};
-  }
+  entries_.emplace_back(std::forward<Key>(key), std::forward<Item>(value));
+  slots_[free] = Slot{static_cast<std::uint32_t>(index + 1), check};
   return index;
 }
 
 template <class Key, class Item>
 void Dictionary::Store(Key&& key, Item&& value) {
-  const std::uint64_t hash = Mix(key.Hash());
+  const std::uint32_t check = CheckOf(key);
   std::size_t free = kNone;
   if (!slots_.empty()) {
-    const std::size_t slot = Probe(key, hash);
+    const std::size_t slot = Probe(key, check);
     if (slots_[slot].entry != 0) {
       entries_[slots_[slot].entry - 1].value = std::forward<Item>(value);
       return;
     }
     free = slot;
   }
-  Add(std::forward<Key>(key), std::forward<Item>(value), hash, free);
+  Add(std::forward<Key>(key), std::forward<Item>(value), check, free);
 }
 
 std::pair<Variant&, bool> Dictionary::FindOrAdd(const Variant& key, Variant value) {
-  const std::uint64_t hash = Mix(key.Hash());
+  const std::uint32_t check = CheckOf(key);
   std::size_t free = kNone;
   if (!slots_.empty()) {
-    const std::size_t slot = Probe(key, hash);
+    const std::size_t slot = Probe(key, check);
     if (slots_[slot].entry != 0) return {entries_[slots_[slot].entry - 1].value, false};
     free = slot;
   }
-  return {entries_[Add(key, std::move(value), hash, free)].value, true};
+  return {entries_[Add(key, std::move(value), check, free)].value, true};
 }
 
 void Dictionary::Value(const Variant& key, const Variant& value) {
@@ -129,18 +150,18 @@ void Dictionary::Value(Variant&& key, Variant&& value) {
 }
 
 const Variant& Dictionary::Value(const Variant& key) const {
-  const std::size_t slot = FindSlot(key, Mix(key.Hash()));
+  const std::size_t slot = FindSlot(key, CheckOf(key));
   if (slot == kNone) KeyNotFound(key);
   return entries_[slots_[slot].entry - 1].value;
 }
 
 Variant Dictionary::Lookup(const Variant& key, const Variant& defaultValue) const {
-  const std::size_t slot = FindSlot(key, Mix(key.Hash()));
+  const std::size_t slot = FindSlot(key, CheckOf(key));
   return slot == kNone ? defaultValue : entries_[slots_[slot].entry - 1].value;
 }
 
 void Dictionary::Remove(const Variant& key) {
-  std::size_t hole = FindSlot(key, Mix(key.Hash()));
+  std::size_t hole = FindSlot(key, CheckOf(key));
   if (hole == kNone) KeyNotFound(key);
   const std::size_t index = slots_[hole].entry - 1;
   const std::size_t mask = slots_.size() - 1;
@@ -149,7 +170,7 @@ void Dictionary::Remove(const Variant& key) {
   // those whose home lies at or before the hole, counted round from the slot itself. So every
   // search still meets its key before an empty slot.
   for (std::size_t i = (hole + 1) & mask; slots_[i].entry != 0; i = (i + 1) & mask) {
-    const std::size_t home = Home(entries_[slots_[i].entry - 1].hash);
+    const std::size_t home = Home(slots_[i].check);
     if (((i - home) & mask) >= ((i - hole) & mask)) {
       slots_[hole] = slots_[i];
       hole = i;
@@ -160,7 +181,7 @@ void Dictionary::Remove(const Variant& key) {
   // The last entry takes the place of the removed one, and its slot follows it.
   const std::size_t last = entries_.size() - 1;
   if (index != last) {
-    std::size_t i = Home(entries_[last].hash);
+    std::size_t i = Home(CheckOf(entries_[last].key));
     while (slots_[i].entry != last + 1)
       i = (i + 1) & mask;
     slots_[i].entry = static_cast<std::uint32_t>(index + 1);

@@ -12,13 +12,31 @@ namespace toolkit {
 // value across kinds, String keys by their bytes, object keys by identity.
 //
 // The entries lie side by side in one array, found through a table of slots with open
-// addressing (linear probing, at most half full), each slot holding an entry's index and a part
-// of its key's hash; so a store or a lookup costs one hash of the key and, for a present key,
-// mostly a single comparison, and the map allocates only when it grows.
+// addressing (linear probing, at most half full), each slot holding an entry's index and the
+// top half of its key's hash, whose top bits are also the slot where the key's search begins;
+// so a store or a lookup costs one hash of the key and, for a present key, mostly a single
+// comparison, the table grows without hashing a key again, and the map allocates only when it
+// grows.
 class Dictionary : public Object {
  public:
+  // A key and its value.
+  struct Entry {
+    // Each made in its place from what it is given, moved where that is about to go.
+    template <class Key, class Item>
+    Entry(Key&& k, Item&& v) : key(std::forward<Key>(k)), value(std::forward<Item>(v)) {}
+    Variant key;
+    Variant value;
+  };
+
+  Dictionary() = default;
+  // The map that storing each entry of `entries` in turn with Value(key, value) makes: where
+  // two keys are equal, the value of the later entry stands under the key of the earlier one.
+  // Made in one pass, taking the entries over instead of copying them: for a reader that makes
+  // a whole map at once.
+  explicit Dictionary(std::vector<Entry> entries);
+
   std::int64_t Count() const { return static_cast<std::int64_t>(entries_.size()); }
-  bool HasKey(const Variant& key) const { return FindSlot(key, Mix(key.Hash())) != kNone; }
+  bool HasKey(const Variant& key) const { return FindSlot(key, CheckOf(key)) != kNone; }
   // The value of a key that is there; KeyNotFoundException otherwise. The reference stays
   // valid until the map next changes.
   const Variant& Value(const Variant& key) const;
@@ -43,43 +61,37 @@ class Dictionary : public Object {
   std::vector<Variant> Values() const;
 
  private:
-  struct Entry {
-    template <class Key, class Item>
-    Entry(Key&& k, Item&& v, std::uint64_t h)
-        : key(std::forward<Key>(k)), value(std::forward<Item>(v)), hash(h) {}
-    Variant key;
-    Variant value;
-    std::uint64_t hash;  // Mix of the key's hash
-  };
   struct Slot {
     std::uint32_t entry = 0;  // index in entries_ + 1; 0 for an empty slot
-    std::uint32_t check = 0;  // the low half of the entry's hash, compared before the key
+    std::uint32_t check = 0;  // the entry's key's CheckOf
   };
   static constexpr std::size_t kNone = ~std::size_t{0};
 
-  // Spreads a Variant's hash over all bits (integers hash as themselves); the slot of a hash
-  // is its top bits.
-  static std::uint64_t Mix(std::size_t hash) { return hash * 0x9E3779B97F4A7C15; }
-  std::size_t Home(std::uint64_t hash) const { return static_cast<std::size_t>(hash >> shift_); }
-  // Where the search for `key`, whose Mix is `hash`, ends in a slot table that isn't empty:
-  // the slot that refers to the key, or the empty slot where the key would be placed.
-  std::size_t Probe(const Variant& key, std::uint64_t hash) const;
+  // A key's check: the top half of its hash spread over all bits (integers hash as themselves).
+  static std::uint32_t CheckOf(const Variant& key) {
+    return static_cast<std::uint32_t>((key.Hash() * 0x9E3779B97F4A7C15) >> 32);
+  }
+  // The slot where the search for a key of `check` begins: its top bits.
+  std::size_t Home(std::uint32_t check) const { return check >> shift_; }
+  // Where the search for `key` ends in a slot table that isn't empty: the slot that refers to
+  // the key, or the empty slot where the key would be placed.
+  std::size_t Probe(const Variant& key, std::uint32_t check) const;
   // The slot that refers to `key`, or kNone.
-  std::size_t FindSlot(const Variant& key, std::uint64_t hash) const;
-  // Makes the slot table `size` slots large, a power of two, and fills it again.
+  std::size_t FindSlot(const Variant& key, std::uint32_t check) const;
+  // Makes the slot table `size` slots large, a power of two, and refers again to every entry.
   void Rehash(std::size_t size);
-  // Points the first free slot from the entry's home at entry `index`.
-  void Place(std::size_t index);
-  // Makes a new entry of a key that isn't there, whose Mix is `hash`; its index. `free` is the
-  // empty slot where the search for the key ended, or kNone when there was no table to search.
+  // The size of a slot table for `count` entries.
+  static std::size_t TableSize(std::size_t count);
+  // Makes a new entry of a key that isn't there; its index. `free` is the empty slot where the
+  // search for the key ended, or kNone when there was no table to search.
   template <class Key, class Item>
-  std::size_t Add(Key&& key, Item&& value, std::uint64_t hash, std::size_t free);
+  std::size_t Add(Key&& key, Item&& value, std::uint32_t check, std::size_t free);
   template <class Key, class Item>
   void Store(Key&& key, Item&& value);
 
   std::vector<Entry> entries_;
   std::vector<Slot> slots_;  // empty, or a power of two of them
-  int shift_ = 64;           // 64 - log2(slots_.size())
+  int shift_ = 32;           // 32 - log2(slots_.size())
 };
 
 // A two-valued object.

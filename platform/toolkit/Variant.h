@@ -208,7 +208,8 @@ class Variant {
       new (&u_.longText) std::string(std::move(other.u_.longText));
     } else {
       new (&u_.object) Ref<Object>(std::move(other.u_.object));
-      other.Destroy();
+      // An empty Ref, which a moved one is, goes without effect: it needn't be destroyed.
+      other.kind_ = Kind::Nil;
     }
   }
   // Whether what is held owns something: a long text its bytes, an object a reference. All
@@ -227,7 +228,7 @@ class Variant {
   }
 
   static bool Equals(const Variant& a, const Variant& b);
-  static std::size_t HashBytes(std::string_view bytes);
+  static std::size_t HashBytes(std::string_view bytes);  // inline, below
   std::size_t HashOther() const;
 
   union Storage {
@@ -253,6 +254,40 @@ class Variant {
   std::uint8_t length_ = 0;                     // of a short text
   TextEncoding encoding_ = TextEncoding::None;  // of a text
 };
+
+// A hash of bytes, eight at a time; keys of maps are mostly short texts such as "attr 17",
+// for which it costs a few multiplications. The length goes in first, so the overlapping reads
+// of a short tail can't make two texts of different lengths alike.
+inline std::size_t Variant::HashBytes(std::string_view bytes) {
+  constexpr std::uint64_t kMul1 = 0xBF58476D1CE4E5B9;
+  constexpr std::uint64_t kMul2 = 0x94D049BB133111EB;
+  std::uint64_t h = 0x9E3779B97F4A7C15 ^ bytes.size();
+  const char* p = bytes.data();
+  std::size_t n = bytes.size();
+  const auto mix = [&h](std::uint64_t word) {
+    h = (h ^ word) * kMul1;
+    h ^= h >> 31;
+  };
+  for (; n >= 8; p += 8, n -= 8) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, p, 8);
+    mix(word);
+  }
+  if (n >= 4) {
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+    std::memcpy(&first, p, 4);
+    std::memcpy(&last, p + n - 4, 4);
+    mix(std::uint64_t{first} << 32 | last);
+  } else if (n > 0) {
+    const auto byte = [p](std::size_t i) {
+      return std::uint64_t{static_cast<unsigned char>(p[i])};
+    };
+    mix(byte(0) << 16 | byte(n / 2) << 8 | byte(n - 1));
+  }
+  h *= kMul2;
+  return static_cast<std::size_t>(h ^ (h >> 29));
+}
 
 // True for a Variant that holds a number of any kind, and for a String whose whole text,
 // blanks aside, is a decimal number.

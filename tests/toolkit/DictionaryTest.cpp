@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <vector>
 
 #include "platform/toolkit/Dictionary.h"
 #include "platform/toolkit/MemoryBlock.h"
@@ -101,6 +102,54 @@ TEST(DictionaryTest, EveryOtherKeyStaysFoundThroughRemovalsAndGrowth) {
   EXPECT_FALSE(d.HasKey(std::int64_t{1}));
   d.Value(std::int64_t{1}, "again");
   EXPECT_EQ(d.Value(1.0).StringValue().Bytes(), "again");
+}
+
+// A map made from entries at once is the map that storing them in turn makes: the same keys,
+// kinds and values in the same order, the key of an earlier entry kept where a later one is
+// equal; and it is found, grown and shrunk like any other.
+TEST(DictionaryTest, MadeFromEntriesAsIfStoredInTurn) {
+  const auto block = Ref<MemoryBlock>::New(1);
+  std::vector<Dictionary::Entry> many;
+  for (std::int64_t i = 0; i < 300; ++i) {
+    many.emplace_back(String("k") + Str(i % 200), i);  // the last hundred repeat earlier keys
+    many.emplace_back(i, -i);
+  }
+  const struct {
+    std::vector<Dictionary::Entry> entries;
+    const char* why;
+  } cases[] = {
+      {{}, "no entries"},
+      {{{"a", 1}, {std::int64_t{2}, "b"}, {block, 3}}, "keys of three kinds"},
+      {{{std::int32_t{1}, "one"}, {"x", 0}, {1.0, "uno"}}, "a later equal key of another kind"},
+      {{{"a", 1}, {"a", 2}, {"b", 3}, {"a", 4}, {"c", 5}}, "repeats between the others"},
+      {{{block, 1}, {Ref<MemoryBlock>::New(1), 2}, {block, 3}}, "objects by identity"},
+      {many, "many, with the table at its size from the start"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
+    Dictionary stored;
+    for (const auto& e : c.entries)
+      stored.Value(e.key, e.value);
+    Dictionary made(c.entries);
+    ASSERT_EQ(made.Count(), stored.Count());
+    const auto keys = made.Keys();
+    const auto storedKeys = stored.Keys();
+    const auto values = made.Values();
+    const auto storedValues = stored.Values();
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      EXPECT_TRUE(keys[i] == storedKeys[i]) << i;
+      EXPECT_EQ(keys[i].VarType(), storedKeys[i].VarType()) << i;
+      EXPECT_TRUE(values[i] == storedValues[i]) << i;
+      EXPECT_TRUE(made.Value(keys[i]) == values[i]) << i;
+    }
+    // Every other key goes, a new one comes, and the rest are still found.
+    for (std::size_t i = 0; i < keys.size(); i += 2)
+      made.Remove(keys[i]);
+    made.Value("new", true);
+    for (std::size_t i = 0; i < keys.size(); ++i)
+      EXPECT_EQ(made.HasKey(keys[i]), i % 2 == 1) << i;
+    EXPECT_TRUE(made.Value("new").BooleanValue());
+  }
 }
 
 }  // namespace
