@@ -87,6 +87,9 @@ Inspector::Inspector(qt::WindowHost& host, toolkit::Ref<toolkit::Window> window)
             [this](const QPoint& at) { ContextMenu(at); });
   }
   connect(dock_, &QDockWidget::visibilityChanged, this, [this] {
+    // A window that goes hides its children first, the host already gone but for its QWidget:
+    // with the window hidden there is nothing to follow.
+    if (!dock_->window()->isVisible()) return;
     show_->setChecked(!dock_->isHidden());
     Follow();
   });

@@ -87,6 +87,8 @@ TEST(ExaminationContents, StructureProblemsSayWhere) {
       {"payload-hex 3102 0400", "record 1 is an OCTET STRING, not a SEQUENCE"},
       {"payload-hex", "the payload is empty"},
       {"payload-hex 3184", "the payload is no DER object: the length runs past the end"},
+      {"payload-hex 3101", "the payload is no DER object: the contents run past the end"},
+      {"payload-hex 310A 3008 020102 020101 0401", "record 1: no value: the contents run past"},
       {"attr 17 1 hex 3105 3003 020101", "record 1 (attribute 17), record 1: no version"},
   };
   for (const auto& [description, problem] : payloads) {
