@@ -191,6 +191,7 @@ TEST_F(Window1ReadingTest, AnItemThatRaisesEndsItsDrop) {
   for (const unsigned threads : {0u, 2u}) {
     SCOPED_TRACE(std::to_string(threads) + " threads");
     // The reader is asked for when the threads start: the window is made anew for each case.
+    checker.reset();  // it leaves the list of the window that goes
     window = toolkit::Window::Make<TestWindow>(scratch.path() / "exe");
     checker = std::make_unique<ListChecker>(*window->lb().As<ListModel>());
     window->raiseOnReading = "boom";
