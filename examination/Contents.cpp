@@ -172,33 +172,20 @@ class Walker {
   Walker(Contents& contents, Contents::Held& held)
       : contents_(contents), held_(held), fields_(held.fieldBlocks), dates_(held.dateBlocks) {}
 
-  // The records of a SET's `contents`, in a run of attributes that `take(n)` gives for the n
-  // objects the SET holds (up to one more than kMaxRecords leaves); answers as much of the run
-  // as records were read into. `parent` is the number of the attribute whose value the SET is
-  // (-1 at the top), `where` the SET's place.
-  template <class Take>
-  std::span<Attribute> Records(std::span<const std::uint8_t> contents, int nesting,
-                               std::int64_t parent, Take take, const Place* where) {
-    // The objects' bounds first, so that the run is taken at its size: they wait in `pending_`
-    // behind those of the SETs around this one.
-    const std::size_t first = pending_.size();
-    const std::size_t most = kMaxRecords - std::min(count_, kMaxRecords) + 1;
+  // Room for the records of a SET's `contents`: one for each object it holds, up to one more
+  // than kMaxRecords leaves.
+  std::size_t Room(std::span<const std::uint8_t> contents) const {
+    return Objects(contents, kMaxRecords - std::min(count_, kMaxRecords) + 1);
+  }
+
+  // The records of a SET's `contents` into `run`, as many as fit; answers how many. `parent` is
+  // the number of the attribute whose value the SET is (-1 at the top), `where` the SET's place.
+  std::size_t Records(std::span<const std::uint8_t> contents, int nesting, std::int64_t parent,
+                      std::span<Attribute> run, const Place* where) {
     der::Cursor records(contents);
-    std::string brokenBecause;  // why the object after the last one read is none
-    bool broken = false;
-    while (!records.Empty() && pending_.size() - first < most) {
-      der::Object o;
-      if (!records.Next(o, brokenBecause)) {
-        broken = true;
-        break;
-      }
-      pending_.push_back(o);
-    }
-    const std::size_t objects = pending_.size() - first;
-    const std::span<Attribute> run = take(objects);
     std::string error;
     std::size_t filled = 0;
-    for (std::size_t index = 1; index <= objects + (broken ? 1 : 0); ++index) {
+    for (std::size_t index = 1; !records.Empty() && filled < run.size(); ++index) {
       if (full_) break;
       if (++count_ > kMaxRecords) {
         full_ = true;
@@ -206,31 +193,40 @@ class Walker {
         break;
       }
       const auto here = [&] { return Prefix(where) + "record " + std::to_string(index); };
-      if (index > objects) {
-        Problem(here() + ": " + brokenBecause);
+      der::Object record;
+      if (!records.Next(record, error)) {
+        Problem(here() + ": " + error);
         break;
       }
-      // A copy: the SETs inside this record add to `pending_`.
-      const der::Object record = pending_[first + index - 1];
       if (!record.Is(der::kSequence, true)) {
         Problem(here() + " is " + Describe(record) + ", not a SEQUENCE");
         continue;
       }
-      Attribute& a = run[filled];
+      // Made in its place, which the next record takes again when this one is no record.
+      Attribute& a = run[filled] = Attribute{};
       if (UsualRecord(record.contents, a) || Record(record.contents, a, error)) {
         Decode(a, nesting, parent, Place{where, index, a.number});
         ++filled;
       } else {
-        a = Attribute{};  // for the next record
         Problem(here() + ": " + error);
       }
     }
-    pending_.resize(first);
-    return run.first(filled);
+    return filled;
   }
 
  private:
   void Problem(std::string text) { contents_.problems.push_back(std::move(text)); }
+
+  // How many objects `contents` holds, counted up to `most`.
+  static std::size_t Objects(std::span<const std::uint8_t> contents, std::size_t most) {
+    der::Cursor c(contents);
+    der::Object o;
+    std::string error;
+    std::size_t n = 0;
+    while (n < most && !c.Empty() && c.Next(o, error))
+      ++n;
+    return n;
+  }
 
   // A record as the store writes them, read straight from its bytes: its number and version
   // INTEGERs with one-byte lengths, then an OCTET STRING whose length takes at most two bytes.
@@ -306,9 +302,8 @@ class Walker {
       } else if (o.Is(der::kSet, true)) {
         if (nesting < kMaxNesting) {
           a.kind = ValueKind::Set;
-          a.fields = Records(
-              o.contents, nesting + 1, a.number, [this](std::size_t n) { return fields_.Take(n); },
-              &here);
+          const std::span<Attribute> run = fields_.Take(Room(o.contents));
+          a.fields = run.first(Records(o.contents, nesting + 1, a.number, run, &here));
         } else {
           Note(a, "a SET nested more than " + std::to_string(kMaxNesting) + " deep: kept as bytes");
         }
@@ -330,15 +325,14 @@ class Walker {
   }
 
   void Note(Attribute& a, const std::string& text) {
-    a.problem =
-        held_.notes.emplace_back(a.problem.empty() ? text : std::string(a.problem) + "; " + text);
+    a.problem = held_.notes.emplace_back(a.problem.empty() ? text
+                                                           : std::string(a.problem) + "; " + text);
   }
 
   Contents& contents_;
   Contents::Held& held_;
   Pool<Attribute> fields_;
   Pool<Date> dates_;
-  std::vector<der::Object> pending_;  // the objects of the SETs being walked, outermost first
   std::size_t count_ = 0;
   bool full_ = false;
   std::string error_;  // why a value is no DER object, kept for its buffer
@@ -381,12 +375,9 @@ Contents ReadContents(std::span<const std::uint8_t> bytes) {
     contents.problems.push_back("the payload is " + Describe(set) +
                                 ", not a SET of attribute records");
   } else {
-    std::vector<Attribute>& attributes = contents.attributes;
-    const auto take = [&attributes](std::size_t n) {
-      attributes.resize(n);
-      return std::span<Attribute>(attributes);
-    };
-    attributes.resize(walker.Records(set.contents, 0, -1, take, nullptr).size());
+    contents.attributes.resize(walker.Room(set.contents));
+    contents.attributes.resize(
+        walker.Records(set.contents, 0, -1, contents.attributes, nullptr));
     if (!top.Empty())
       contents.problems.push_back(std::to_string(top.Remaining()) +
                                   " bytes follow the SET of attribute records");

@@ -12,10 +12,10 @@
 // bytes examined), made of facts that hold or not, each with its reason in words. The payload's
 // attributes point into what their Contents hold (Contents::held: the report's own copy of the
 // payload, the dates and the notes), which every copy of the report or of its Contents shares:
-// keep the Contents while using an Attribute, rather than copying an Attribute out on its own. Any
-// bytes give a report; what could not be read says why in the fact it concerns. Nothing here
-// touches the machine: the identifiers to try and the time that counts as now come in through
-// Options (Machine.h gathers the machine's own identifiers).
+// keep the Contents while using an Attribute, rather than copying an Attribute out on its own. Any bytes give
+// a report; what could not be read says why in the fact it concerns. Nothing here touches the
+// machine: the identifiers to try and the time that counts as now come in through Options
+// (Machine.h gathers the machine's own identifiers).
 
 #include <cstddef>
 #include <cstdint>

@@ -280,9 +280,10 @@ std::string ChainError::Line() const {
 
 namespace detail {
 
-void CheckSignature(PKCS7* p7, STACK_OF(X509) * carried, const TrustAnchor& anchor,
-                    std::optional<std::int64_t> created, std::int64_t now, Report& report) {
+void CheckSignature(PKCS7* p7, const TrustAnchor& anchor, std::optional<std::int64_t> created,
+                    std::int64_t now, Report& report) {
   Signature& s = report.signature;
+  STACK_OF(X509)* carried = p7->d.sign->cert;
   PKCS7_SIGNER_INFO* info = sk_PKCS7_SIGNER_INFO_value(PKCS7_get_signer_info(p7), 0);
 
   const ASN1_OBJECT* digestObject = nullptr;
@@ -299,7 +300,7 @@ void CheckSignature(PKCS7* p7, STACK_OF(X509) * carried, const TrustAnchor& anch
   }
 
   ERR_clear_error();
-  const SignersPtr signers(PKCS7_get0_signers(p7, carried, 0));
+  const SignersPtr signers(PKCS7_get0_signers(p7, nullptr, 0));
   X509* signer = signers ? sk_X509_value(signers.get(), 0) : nullptr;
   if (signer == nullptr) {
     ERR_clear_error();
@@ -315,7 +316,7 @@ void CheckSignature(PKCS7* p7, STACK_OF(X509) * carried, const TrustAnchor& anch
   }
 
   // The content: its digest and the signer's signature over it, without the chain.
-  if (PKCS7_verify(p7, carried, nullptr, nullptr, nullptr, PKCS7_NOVERIFY) == 1) {
+  if (PKCS7_verify(p7, nullptr, nullptr, nullptr, nullptr, PKCS7_NOVERIFY) == 1) {
     s.content = {true, "the content's " + s.digestAlgorithm +
                            " digest and the signer's signature over it hold"};
   } else {
