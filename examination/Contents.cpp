@@ -141,77 +141,41 @@ std::string Prefix(const Place* place) {
          std::to_string(place->number) + "), ";
 }
 
-// Runs of things that stay where they are made, taken from blocks that grow as they fill.
-template <class T>
-class Pool {
- public:
-  explicit Pool(std::vector<std::unique_ptr<T[]>>& blocks) : blocks_(blocks) {}
-
-  std::span<T> Take(std::size_t n) {
-    if (capacity_ - used_ < n) {
-      capacity_ = std::max(n, next_);
-      next_ = std::min<std::size_t>(next_ * 2, 512);
-      blocks_.push_back(std::make_unique<T[]>(capacity_));
-      used_ = 0;
-    }
-    const std::span<T> run(blocks_.back().get() + used_, n);
-    used_ += n;
-    return run;
-  }
-
- private:
-  std::vector<std::unique_ptr<T[]>>& blocks_;
-  std::size_t used_ = 0;
-  std::size_t capacity_ = 0;
-  std::size_t next_ = 64;
-};
-
 // Walks SETs of records into attributes, counting every record against kMaxRecords.
 class Walker {
  public:
-  Walker(Contents& contents, Contents::Held& held)
-      : contents_(contents), held_(held), fields_(held.fieldBlocks), dates_(held.dateBlocks) {}
+  explicit Walker(Contents& contents) : contents_(contents) {}
 
-  // Room for the records of a SET's `contents`: one for each object it holds, up to one more
-  // than kMaxRecords leaves.
-  std::size_t Room(std::span<const std::uint8_t> contents) const {
-    return Objects(contents, kMaxRecords - std::min(count_, kMaxRecords) + 1);
-  }
-
-  // The records of a SET's `contents` into `run`, as many as fit; answers how many. `parent` is
-  // the number of the attribute whose value the SET is (-1 at the top), `where` the SET's place.
-  std::size_t Records(std::span<const std::uint8_t> contents, int nesting, std::int64_t parent,
-                      std::span<Attribute> run, const Place* where) {
+  // The records of a SET's `contents` into `into`. `parent` is the number of the attribute whose
+  // value the SET is (-1 at the top), `where` the SET's place.
+  void Records(std::span<const std::uint8_t> contents, int nesting, std::int64_t parent,
+               std::vector<Attribute>& into, const Place* where) {
+    into.reserve(Objects(contents, kMaxRecords - std::min(count_, kMaxRecords) + 1));
     der::Cursor records(contents);
     std::string error;
-    std::size_t filled = 0;
-    for (std::size_t index = 1; !records.Empty() && filled < run.size(); ++index) {
-      if (full_) break;
+    for (std::size_t index = 1; !records.Empty(); ++index) {
+      if (full_) return;
       if (++count_ > kMaxRecords) {
         full_ = true;
         Problem("more than " + std::to_string(kMaxRecords) + " records: the rest is not read");
-        break;
+        return;
       }
       const auto here = [&] { return Prefix(where) + "record " + std::to_string(index); };
       der::Object record;
-      if (!records.Next(record, error)) {
-        Problem(here() + ": " + error);
-        break;
-      }
+      if (!records.Next(record, error)) return Problem(here() + ": " + error);
       if (!record.Is(der::kSequence, true)) {
         Problem(here() + " is " + Describe(record) + ", not a SEQUENCE");
         continue;
       }
-      // Made in its place, which the next record takes again when this one is no record.
-      Attribute& a = run[filled] = Attribute{};
+      // Made in place, and taken back when the record is no record.
+      Attribute& a = into.emplace_back();
       if (UsualRecord(record.contents, a) || Record(record.contents, a, error)) {
         Decode(a, nesting, parent, Place{where, index, a.number});
-        ++filled;
       } else {
+        into.pop_back();
         Problem(here() + ": " + error);
       }
     }
-    return filled;
   }
 
  private:
@@ -289,7 +253,7 @@ class Walker {
     // what else it holds is Apple's own business, not a problem.
     der::Cursor c(a.raw);
     der::Object o;
-    std::string& error = error_;
+    std::string error;
     const bool one = !c.Empty() && c.Next(o, error);
     if (doc == nullptr && (!one || !c.Empty())) return;
     if (one) {
@@ -302,8 +266,7 @@ class Walker {
       } else if (o.Is(der::kSet, true)) {
         if (nesting < kMaxNesting) {
           a.kind = ValueKind::Set;
-          const std::span<Attribute> run = fields_.Take(Room(o.contents));
-          a.fields = run.first(Records(o.contents, nesting + 1, a.number, run, &here));
+          Records(o.contents, nesting + 1, a.number, a.fields, &here);
         } else {
           Note(a, "a SET nested more than " + std::to_string(kMaxNesting) + " deep: kept as bytes");
         }
@@ -321,25 +284,20 @@ class Walker {
                   std::string(KindWords(a.kind)));
     if (doc != nullptr && doc->date &&
         (a.kind == ValueKind::Utf8String || a.kind == ValueKind::Ia5String))
-      a.date = &(dates_.Take(1)[0] = text::ParseDate(a.text));
+      a.date = text::ParseDate(a.text);
   }
 
-  void Note(Attribute& a, const std::string& text) {
-    a.problem = held_.notes.emplace_back(a.problem.empty() ? text
-                                                           : std::string(a.problem) + "; " + text);
+  static void Note(Attribute& a, const std::string& text) {
+    a.problem += a.problem.empty() ? text : "; " + text;
   }
 
   Contents& contents_;
-  Contents::Held& held_;
-  Pool<Attribute> fields_;
-  Pool<Date> dates_;
   std::size_t count_ = 0;
   bool full_ = false;
-  std::string error_;  // why a value is no DER object, kept for its buffer
 };
 
 template <class T>
-const Attribute* First(std::span<const Attribute> list, T number) {
+const Attribute* First(const std::vector<Attribute>& list, T number) {
   const auto it = std::find_if(list.begin(), list.end(),
                                [number](const Attribute& a) { return a.number == number; });
   return it == list.end() ? nullptr : &*it;
@@ -359,11 +317,9 @@ namespace detail {
 
 Contents ReadContents(std::span<const std::uint8_t> bytes) {
   Contents contents;
-  const auto held = std::make_shared<Contents::Held>();
-  held->payload.assign(bytes.begin(), bytes.end());
-  contents.held = held;
-  const std::span<const std::uint8_t> payload(held->payload);
-  Walker walker(contents, *held);
+  contents.payload = std::make_shared<const Bytes>(bytes.begin(), bytes.end());
+  const std::span<const std::uint8_t> payload(*contents.payload);
+  Walker walker(contents);
   der::Cursor top(payload);
   der::Object set;
   std::string error;
@@ -375,9 +331,7 @@ Contents ReadContents(std::span<const std::uint8_t> bytes) {
     contents.problems.push_back("the payload is " + Describe(set) +
                                 ", not a SET of attribute records");
   } else {
-    contents.attributes.resize(walker.Room(set.contents));
-    contents.attributes.resize(
-        walker.Records(set.contents, 0, -1, contents.attributes, nullptr));
+    walker.Records(set.contents, 0, -1, contents.attributes, nullptr);
     if (!top.Empty())
       contents.problems.push_back(std::to_string(top.Remaining()) +
                                   " bytes follow the SET of attribute records");
