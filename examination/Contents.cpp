@@ -141,56 +141,96 @@ std::string Prefix(const Place* place) {
          std::to_string(place->number) + "), ";
 }
 
+// Runs of things that stay where they are made, taken from blocks that grow as they fill.
+template <class T>
+class Pool {
+ public:
+  explicit Pool(std::vector<std::unique_ptr<T[]>>& blocks) : blocks_(blocks) {}
+
+  std::span<T> Take(std::size_t n) {
+    if (capacity_ - used_ < n) {
+      capacity_ = std::max(n, next_);
+      next_ = std::min<std::size_t>(next_ * 2, 512);
+      blocks_.push_back(std::make_unique<T[]>(capacity_));
+      used_ = 0;
+    }
+    const std::span<T> run(blocks_.back().get() + used_, n);
+    used_ += n;
+    return run;
+  }
+
+ private:
+  std::vector<std::unique_ptr<T[]>>& blocks_;
+  std::size_t used_ = 0;
+  std::size_t capacity_ = 0;
+  std::size_t next_ = 64;
+};
+
 // Walks SETs of records into attributes, counting every record against kMaxRecords.
 class Walker {
  public:
-  explicit Walker(Contents& contents) : contents_(contents) {}
+  Walker(Contents& contents, Contents::Held& held)
+      : contents_(contents), held_(held), fields_(held.fieldBlocks), dates_(held.dateBlocks) {}
 
-  // The records of a SET's `contents` into `into`. `parent` is the number of the attribute whose
-  // value the SET is (-1 at the top), `where` the SET's place.
-  void Records(std::span<const std::uint8_t> contents, int nesting, std::int64_t parent,
-               std::vector<Attribute>& into, const Place* where) {
-    into.reserve(Objects(contents, kMaxRecords - std::min(count_, kMaxRecords) + 1));
+  // The records of a SET's `contents`, in a run of attributes that `take(n)` gives for the n
+  // objects the SET holds (up to one more than kMaxRecords leaves); answers as much of the run
+  // as records were read into. `parent` is the number of the attribute whose value the SET is
+  // (-1 at the top), `where` the SET's place.
+  template <class Take>
+  std::span<Attribute> Records(std::span<const std::uint8_t> contents, int nesting,
+                               std::int64_t parent, Take take, const Place* where) {
+    // The objects' bounds first, so that the run is taken at its size: they wait in `pending_`
+    // behind those of the SETs around this one.
+    const std::size_t first = pending_.size();
+    const std::size_t most = kMaxRecords - std::min(count_, kMaxRecords) + 1;
     der::Cursor records(contents);
+    std::string brokenBecause;  // why the object after the last one read is none
+    bool broken = false;
+    while (!records.Empty() && pending_.size() - first < most) {
+      der::Object o;
+      if (!records.Next(o, brokenBecause)) {
+        broken = true;
+        break;
+      }
+      pending_.push_back(o);
+    }
+    const std::size_t objects = pending_.size() - first;
+    const std::span<Attribute> run = take(objects);
     std::string error;
-    for (std::size_t index = 1; !records.Empty(); ++index) {
-      if (full_) return;
+    std::size_t filled = 0;
+    for (std::size_t index = 1; index <= objects + (broken ? 1 : 0); ++index) {
+      if (full_) break;
       if (++count_ > kMaxRecords) {
         full_ = true;
         Problem("more than " + std::to_string(kMaxRecords) + " records: the rest is not read");
-        return;
+        break;
       }
       const auto here = [&] { return Prefix(where) + "record " + std::to_string(index); };
-      der::Object record;
-      if (!records.Next(record, error)) return Problem(here() + ": " + error);
+      if (index > objects) {
+        Problem(here() + ": " + brokenBecause);
+        break;
+      }
+      // A copy: the SETs inside this record add to `pending_`.
+      const der::Object record = pending_[first + index - 1];
       if (!record.Is(der::kSequence, true)) {
         Problem(here() + " is " + Describe(record) + ", not a SEQUENCE");
         continue;
       }
-      // Made in place, and taken back when the record is no record.
-      Attribute& a = into.emplace_back();
+      Attribute& a = run[filled];
       if (UsualRecord(record.contents, a) || Record(record.contents, a, error)) {
         Decode(a, nesting, parent, Place{where, index, a.number});
+        ++filled;
       } else {
-        into.pop_back();
+        a = Attribute{};  // for the next record
         Problem(here() + ": " + error);
       }
     }
+    pending_.resize(first);
+    return run.first(filled);
   }
 
  private:
   void Problem(std::string text) { contents_.problems.push_back(std::move(text)); }
-
-  // How many objects `contents` holds, counted up to `most`.
-  static std::size_t Objects(std::span<const std::uint8_t> contents, std::size_t most) {
-    der::Cursor c(contents);
-    der::Object o;
-    std::string error;
-    std::size_t n = 0;
-    while (n < most && !c.Empty() && c.Next(o, error))
-      ++n;
-    return n;
-  }
 
   // A record as the store writes them, read straight from its bytes: its number and version
   // INTEGERs with one-byte lengths, then an OCTET STRING whose length takes at most two bytes.
@@ -253,7 +293,7 @@ class Walker {
     // what else it holds is Apple's own business, not a problem.
     der::Cursor c(a.raw);
     der::Object o;
-    std::string error;
+    std::string& error = error_;
     const bool one = !c.Empty() && c.Next(o, error);
     if (doc == nullptr && (!one || !c.Empty())) return;
     if (one) {
@@ -266,7 +306,9 @@ class Walker {
       } else if (o.Is(der::kSet, true)) {
         if (nesting < kMaxNesting) {
           a.kind = ValueKind::Set;
-          Records(o.contents, nesting + 1, a.number, a.fields, &here);
+          a.fields = Records(
+              o.contents, nesting + 1, a.number, [this](std::size_t n) { return fields_.Take(n); },
+              &here);
         } else {
           Note(a, "a SET nested more than " + std::to_string(kMaxNesting) + " deep: kept as bytes");
         }
@@ -284,20 +326,26 @@ class Walker {
                   std::string(KindWords(a.kind)));
     if (doc != nullptr && doc->date &&
         (a.kind == ValueKind::Utf8String || a.kind == ValueKind::Ia5String))
-      a.date = text::ParseDate(a.text);
+      a.date = &(dates_.Take(1)[0] = text::ParseDate(a.text));
   }
 
-  static void Note(Attribute& a, const std::string& text) {
-    a.problem += a.problem.empty() ? text : "; " + text;
+  void Note(Attribute& a, const std::string& text) {
+    a.problem =
+        held_.notes.emplace_back(a.problem.empty() ? text : std::string(a.problem) + "; " + text);
   }
 
   Contents& contents_;
+  Contents::Held& held_;
+  Pool<Attribute> fields_;
+  Pool<Date> dates_;
+  std::vector<der::Object> pending_;  // the objects of the SETs being walked, outermost first
   std::size_t count_ = 0;
   bool full_ = false;
+  std::string error_;  // why a value is no DER object, kept for its buffer
 };
 
 template <class T>
-const Attribute* First(const std::vector<Attribute>& list, T number) {
+const Attribute* First(std::span<const Attribute> list, T number) {
   const auto it = std::find_if(list.begin(), list.end(),
                                [number](const Attribute& a) { return a.number == number; });
   return it == list.end() ? nullptr : &*it;
@@ -317,9 +365,11 @@ namespace detail {
 
 Contents ReadContents(std::span<const std::uint8_t> bytes) {
   Contents contents;
-  contents.payload = std::make_shared<const Bytes>(bytes.begin(), bytes.end());
-  const std::span<const std::uint8_t> payload(*contents.payload);
-  Walker walker(contents);
+  const auto held = std::make_shared<Contents::Held>();
+  held->payload.assign(bytes.begin(), bytes.end());
+  contents.held = held;
+  const std::span<const std::uint8_t> payload(held->payload);
+  Walker walker(contents, *held);
   der::Cursor top(payload);
   der::Object set;
   std::string error;
@@ -331,7 +381,12 @@ Contents ReadContents(std::span<const std::uint8_t> bytes) {
     contents.problems.push_back("the payload is " + Describe(set) +
                                 ", not a SET of attribute records");
   } else {
-    walker.Records(set.contents, 0, -1, contents.attributes, nullptr);
+    std::vector<Attribute>& attributes = contents.attributes;
+    const auto take = [&attributes](std::size_t n) {
+      attributes.resize(n);
+      return std::span<Attribute>(attributes);
+    };
+    attributes.resize(walker.Records(set.contents, 0, -1, take, nullptr).size());
     if (!top.Empty())
       contents.problems.push_back(std::to_string(top.Remaining()) +
                                   " bytes follow the SET of attribute records");

@@ -46,6 +46,7 @@ class Cursor {
 
   bool Empty() const { return rest_.empty(); }
   std::size_t Remaining() const { return rest_.size(); }
+  std::span<const std::uint8_t> Rest() const { return rest_; }
 
   // Reads the next object and moves behind it. When the bytes are no object, answers false
   // with the reason in `error` and stays where it was.

@@ -5,6 +5,7 @@
 #include <openssl/objects.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -71,29 +72,81 @@ std::string TypeWords(const der::Object& o) {
   return type ? TypeWords(type.get()) : "an OBJECT IDENTIFIER that can't be read";
 }
 
-// Why the bytes are not handed to libcrypto, from a walk over the container's outline; empty
-// when they may be. libcrypto decodes every certificate that a container carries, each with its
-// public key, which is dear: 10,000 certificates take it seconds. So libcrypto reads only signed
-// data around data whose outline the walk could follow to its certificates, and only when there
-// are at most kMaxCertificates of at most kMaxCertificateSize bytes each. Any other content type
-// is refused by its name, since some carry certificates too, and so is signed data around any
-// other content, which may be signed data with certificates of its own.
-std::string Outline(std::span<const std::uint8_t> bytes) {
+std::string OpenSslReason();
+
+struct CertificatesFree {
+  void operator()(STACK_OF(X509) * certificates) const {
+    sk_X509_pop_free(certificates, X509_free);
+  }
+};
+using CertificatesPtr = std::unique_ptr<STACK_OF(X509), CertificatesFree>;
+
+// The container's outline, as a walk over its DER finds it before libcrypto reads it.
+//
+// libcrypto decodes every certificate that a container carries, each with its public key, which
+// is dear: 10,000 certificates take it seconds. So libcrypto reads only signed data around data
+// whose outline the walk could follow to its certificates, and only when there are at most
+// kMaxCertificates of at most kMaxCertificateSize bytes each; any other content type is refused
+// by its name, since some carry certificates too, and so is signed data around any other
+// content, which may be signed data with certificates of its own. And it reads the container
+// without its certificates, which are decoded apart: the one that is the trusted root is then
+// not decoded again.
+struct Outline {
+  std::string refusal;  // why libcrypto is not to read the bytes; empty when it may
+  // The ContentInfo, its [0] and the SignedData, whose lengths count the certificates: where
+  // each starts, the sizes of its identifier and of its whole header, its contents' length.
+  struct Around {
+    std::size_t start = 0;
+    std::size_t identifier = 0;
+    std::size_t header = 0;
+    std::size_t length = 0;
+    bool indefinite = false;
+  };
+  std::array<Around, 3> around{};
+  // The [0] of the certificates, from its first byte to behind its last; none when equal.
+  std::size_t certificatesStart = 0;
+  std::size_t certificatesEnd = 0;
+  std::vector<std::span<const std::uint8_t>> certificates;  // each one's DER
+};
+
+Outline ReadOutline(std::span<const std::uint8_t> bytes) {
+  Outline outline;
   der::Object o;
   std::string error;
-  const auto unread = [&error](const std::string& what) {
-    return "no PKCS#7 object: " + what + (error.empty() ? "" : ": " + error);
+  const auto refuse = [&outline](std::string why) {
+    outline.refusal = std::move(why);
+    return outline;
   };
+  const auto unread = [&error, &refuse](const std::string& what) {
+    return refuse("no PKCS#7 object: " + what + (error.empty() ? "" : ": " + error));
+  };
+  // Reads the next object of `c` as one of the three around the certificates.
+  const auto around = [&](der::Cursor& c, Outline::Around& a) {
+    const std::uint8_t* at = c.Rest().data();
+    if (!c.Next(o, error)) return false;
+    a.start = static_cast<std::size_t>(at - bytes.data());
+    a.header = static_cast<std::size_t>(o.contents.data() - at);
+    a.identifier = 1;
+    if ((at[0] & 0x1F) == 0x1F)
+      while ((at[a.identifier++] & 0x80) != 0) {
+      }
+    a.indefinite = at[a.identifier] == 0x80;
+    a.length = o.contents.size();
+    return true;
+  };
+
   der::Cursor top(bytes);
-  if (!top.Next(o, error) || !o.Is(der::kSequence, true)) return unread("no ContentInfo");
+  if (!around(top, outline.around[0]) || !o.Is(der::kSequence, true))
+    return unread("no ContentInfo");
   der::Cursor info(o.contents);
   if (!info.Next(o, error)) return unread("no content type");
   if (!IsOid(o, kSignedDataOid))
-    return "a PKCS#7 object of type " + TypeWords(o) + ", not signed data";
-  if (!info.Next(o, error) || o.cls != der::kContext || o.tag != 0)
+    return refuse("a PKCS#7 object of type " + TypeWords(o) + ", not signed data");
+  if (!around(info, outline.around[1]) || o.cls != der::kContext || o.tag != 0)
     return unread("signed data without its [0] content");
   der::Cursor content(o.contents);
-  if (!content.Next(o, error) || !o.Is(der::kSequence, true)) return unread("no SignedData");
+  if (!around(content, outline.around[2]) || !o.Is(der::kSequence, true))
+    return unread("no SignedData");
   der::Cursor signedData(o.contents);
   der::Object version, algorithms, inner;
   if (!signedData.Next(version, error) || !signedData.Next(algorithms, error) ||
@@ -101,30 +154,119 @@ std::string Outline(std::span<const std::uint8_t> bytes) {
     return unread("no version, digest algorithms and content info in the SignedData");
   der::Cursor innerInfo(inner.contents);
   if (!innerInfo.Next(o, error)) return unread("no type of the signed content");
-  if (!IsOid(o, kDataOid)) return "signed data around " + TypeWords(o) + ", not around data";
+  if (!IsOid(o, kDataOid))
+    return refuse("signed data around " + TypeWords(o) + ", not around data");
 
   // The certificates, [0], where the SignedData carries any.
-  if (signedData.Empty()) return {};
+  if (signedData.Empty()) return outline;
+  const std::uint8_t* field = signedData.Rest().data();
   if (!signedData.Next(o, error)) return unread("no certificates, CRLs or signer infos");
-  if (o.cls != der::kContext || o.tag != 0) return {};
+  if (o.cls != der::kContext || o.tag != 0) return outline;
+  outline.certificatesStart = static_cast<std::size_t>(field - bytes.data());
+  outline.certificatesEnd = static_cast<std::size_t>(signedData.Rest().data() - bytes.data());
   der::Cursor certificates(o.contents);
-  std::size_t count = 0;
   while (!certificates.Empty()) {
+    const std::uint8_t* at = certificates.Rest().data();
+    const std::size_t count = outline.certificates.size() + 1;
     if (!certificates.Next(o, error))
-      return unread("certificate " + std::to_string(count + 1) + " can't be read");
-    ++count;
+      return unread("certificate " + std::to_string(count) + " can't be read");
     if (o.contents.size() > kMaxCertificateSize)
-      return "certificate " + std::to_string(count) + " has " + std::to_string(o.contents.size()) +
-             " bytes: more than " + std::to_string(kMaxCertificateSize) + " are not examined";
+      return refuse("certificate " + std::to_string(count) + " has " +
+                    std::to_string(o.contents.size()) + " bytes: more than " +
+                    std::to_string(kMaxCertificateSize) + " are not examined");
     if (count > kMaxCertificates) {
       // Counted to the end, so that the reason says how many there are.
+      std::size_t all = count;
       while (!certificates.Empty() && certificates.Next(o, error))
-        ++count;
-      return std::to_string(count) + " certificates: more than " +
-             std::to_string(kMaxCertificates) + " are not examined";
+        ++all;
+      return refuse(std::to_string(all) + " certificates: more than " +
+                    std::to_string(kMaxCertificates) + " are not examined");
+    }
+    outline.certificates.emplace_back(at, certificates.Rest().data());
+  }
+  return outline;
+}
+
+// DER's length octets for `length`.
+void PutLength(Bytes& out, std::size_t length) {
+  if (length < 0x80) {
+    out.push_back(static_cast<std::uint8_t>(length));
+    return;
+  }
+  std::size_t count = 0;
+  for (std::size_t rest = length; rest != 0; rest >>= 8)
+    ++count;
+  out.push_back(static_cast<std::uint8_t>(0x80 | count));
+  for (std::size_t i = count; i-- > 0;)
+    out.push_back(static_cast<std::uint8_t>(length >> (8 * i)));
+}
+
+// The container without the [0] of its certificates: the three objects around it are made
+// shorter by as much (an indefinite length needs no change), from the innermost outward, since
+// a shorter length may take fewer octets.
+Bytes WithoutCertificates(std::span<const std::uint8_t> bytes, const Outline& outline) {
+  std::array<Bytes, 3> headers;
+  std::size_t shorter = outline.certificatesEnd - outline.certificatesStart;
+  for (std::size_t i = 3; i-- > 0;) {
+    const Outline::Around& a = outline.around[i];
+    Bytes& header = headers[i];
+    header.assign(bytes.begin() + static_cast<std::ptrdiff_t>(a.start),
+                  bytes.begin() + static_cast<std::ptrdiff_t>(a.start + a.identifier));
+    if (a.indefinite) {
+      header.push_back(0x80);
+    } else {
+      PutLength(header, a.length - shorter);
+    }
+    shorter += a.header - header.size();
+  }
+  Bytes out;
+  out.reserve(bytes.size());
+  std::size_t at = 0;
+  const auto copy = [&](std::size_t from, std::size_t to) {
+    out.insert(out.end(), bytes.begin() + static_cast<std::ptrdiff_t>(from),
+               bytes.begin() + static_cast<std::ptrdiff_t>(to));
+  };
+  for (std::size_t i = 0; i < 3; ++i) {
+    copy(at, outline.around[i].start);
+    out.insert(out.end(), headers[i].begin(), headers[i].end());
+    at = outline.around[i].start + outline.around[i].header;
+  }
+  copy(at, outline.certificatesStart);
+  copy(outline.certificatesEnd, bytes.size());
+  return out;
+}
+
+// The certificates of the outline, decoded by libcrypto; the trusted root's own object stands for
+// a certificate of the same DER. Null, with the reason in `why`, when one can't be decoded.
+CertificatesPtr DecodeCertificates(const Outline& outline, const TrustAnchor& anchor,
+                                   std::string& why) {
+  CertificatesPtr stack(sk_X509_new_null());
+  if (!stack) {
+    why = "no memory for the certificates";
+    return nullptr;
+  }
+  const Bytes& root = anchor.impl().der;
+  for (const std::span<const std::uint8_t> der : outline.certificates) {
+    X509* x = nullptr;
+    if (std::equal(der.begin(), der.end(), root.begin(), root.end())) {
+      x = anchor.impl().root;
+      X509_up_ref(x);
+    } else {
+      const unsigned char* p = der.data();
+      x = d2i_X509(nullptr, &p, static_cast<long>(der.size()));
+      if (x != nullptr && p != der.data() + der.size()) {
+        X509_free(x);
+        x = nullptr;
+      }
+    }
+    if (x == nullptr || sk_X509_push(stack.get(), x) <= 0) {
+      X509_free(x);
+      why = "no PKCS#7 object: certificate " + std::to_string(sk_X509_num(stack.get()) + 1) +
+            " can't be read: " + OpenSslReason();
+      return nullptr;
     }
   }
-  return {};
+  return stack;
 }
 
 std::string OpenSslReason() {
@@ -166,6 +308,7 @@ std::shared_ptr<const TrustAnchor> TrustAnchor::FromDer(std::span<const std::uin
     ERR_clear_error();
     return nullptr;
   }
+  impl->der.assign(der.begin(), der.end());
   impl->store = X509_STORE_new();
   if (impl->store == nullptr || X509_STORE_add_cert(impl->store, impl->root) != 1) {
     if (reason != nullptr) *reason = "the root can't be stored: " + OpenSslReason();
@@ -203,17 +346,24 @@ Report Examine(std::span<const std::uint8_t> bytes, const Options& options) {
     return report;
   }
 
-  if (const std::string why = Outline(bytes); !why.empty()) {
+  const Outline outline = ReadOutline(bytes);
+  std::string why = outline.refusal;
+  ERR_clear_error();
+  const CertificatesPtr carried = why.empty() ? DecodeCertificates(outline, *anchor, why) : nullptr;
+  if (!why.empty()) {
     Unread(report, why);
     detail::Judge(*anchor, false, report);
     return report;
   }
 
-  ERR_clear_error();
-  const unsigned char* end = bytes.data();
+  // The container without its certificates, which are decoded above.
+  const Bytes stripped = outline.certificatesEnd > outline.certificatesStart
+                             ? WithoutCertificates(bytes, outline)
+                             : Bytes();
+  const std::span<const std::uint8_t> read = stripped.empty() ? bytes : stripped;
+  const unsigned char* end = read.data();
   const std::unique_ptr<PKCS7, Pkcs7Free> p7(
-      d2i_PKCS7(nullptr, &end, static_cast<long>(bytes.size())));
-  std::string why;
+      d2i_PKCS7(nullptr, &end, static_cast<long>(read.size())));
   PKCS7_SIGNED* sign = nullptr;
   if (!p7) {
     why = "no PKCS#7 object: " + OpenSslReason();
@@ -238,7 +388,7 @@ Report Examine(std::span<const std::uint8_t> bytes, const Options& options) {
   report.device = detail::CheckDevice(report.receipt, options.identifiers);
 
   const int signers = sk_PKCS7_SIGNER_INFO_num(PKCS7_get_signer_info(p7.get()));
-  const int certificates = sk_X509_num(sign->cert);
+  const int certificates = sk_X509_num(carried.get());
   if (signers != 1) {
     why = std::to_string(std::max(signers, 0)) + " signers, where a receipt has one";
     report.container = {false, why};
@@ -250,7 +400,7 @@ Report Examine(std::span<const std::uint8_t> bytes, const Options& options) {
     return report;
   }
 
-  const std::size_t behind = static_cast<std::size_t>(bytes.data() + bytes.size() - end);
+  const std::size_t behind = static_cast<std::size_t>(read.data() + read.size() - end);
   report.container = {
       true,
       "PKCS#7 signed data around data, one signer, " + std::to_string(std::max(certificates, 0)) +
@@ -263,7 +413,7 @@ Report Examine(std::span<const std::uint8_t> bytes, const Options& options) {
     const std::int64_t ms = *date->date->unixMillis;
     created = ms >= 0 ? ms / 1000 : -((-ms + 999) / 1000);
   }
-  detail::CheckSignature(p7.get(), *anchor, created, now, report);
+  detail::CheckSignature(p7.get(), carried.get(), *anchor, created, now, report);
   ERR_clear_error();
   return report;
 }

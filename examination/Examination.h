@@ -10,15 +10,16 @@
 //
 // Examine answers with a Report: a plain value that owns all it holds (nothing points into the
 // bytes examined), made of facts that hold or not, each with its reason in words. The payload's
-// attributes hold views into the report's own copy of the payload (Contents::payload), which
-// every copy of the report or of its Contents shares: keep the Contents while using an
-// Attribute, rather than copying an Attribute out on its own. Any bytes give
-// a report; what could not be read says why in the fact it concerns. Nothing here touches the
-// machine: the identifiers to try and the time that counts as now come in through Options
-// (Machine.h gathers the machine's own identifiers).
+// attributes point into what their Contents hold (Contents::held: the report's own copy of the
+// payload, the dates and the notes), which every copy of the report or of its Contents shares:
+// keep the Contents while using an Attribute, rather than copying an Attribute out on its own. Any
+// bytes give a report; what could not be read says why in the fact it concerns. Nothing here
+// touches the machine: the identifiers to try and the time that counts as now come in through
+// Options (Machine.h gathers the machine's own identifiers).
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -69,22 +70,25 @@ enum class ValueKind {
   Raw,         // anything else (empty, another tag, a longer INTEGER, broken DER): `raw` alone
 };
 
-// One attribute record, SEQUENCE { INTEGER number, INTEGER version, OCTET STRING value }.
+// One attribute record, SEQUENCE { INTEGER number, INTEGER version, OCTET STRING value }. A
+// receipt has thousands of them, so they are kept small: their texts are views of what the
+// Contents hold.
 struct Attribute {
   std::int64_t number = 0;
   std::int64_t version = 0;
+  std::int64_t integer = 0;
   // Apple's documented field name ("bundle_id", "product_id") and title ("Bundle Identifier"),
   // static text; empty for a number Apple doesn't document in this place.
   std::string_view name;
   std::string_view title;
-  ValueKind kind = ValueKind::Raw;
-  std::int64_t integer = 0;
   std::string_view text;              // the string's contents, a view of `raw`
-  bool textIsUtf8 = false;            // `text` is well-formed UTF-8
-  std::optional<Date> date;           // for the attributes Apple documents as dates, when text
-  std::vector<Attribute> fields;      // the records of a SET value, in file order
-  std::span<const std::uint8_t> raw;  // the OCTET STRING's contents, exactly, in Contents::payload
-  std::string problem;                // what is unlike Apple's documentation; empty when nothing
+  std::span<const std::uint8_t> raw;  // the OCTET STRING's contents, exactly
+  std::span<const Attribute> fields;  // the records of a SET value, in file order
+  // For the attributes Apple documents as dates, when text; else null.
+  const Date* date = nullptr;
+  std::string_view problem;  // what is unlike Apple's documentation; empty when nothing
+  ValueKind kind = ValueKind::Raw;
+  bool textIsUtf8 = false;  // `text` is well-formed UTF-8
 
   // The first field of `fieldNumber`, or nullptr.
   const Attribute* Field(std::int64_t fieldNumber) const;
@@ -119,9 +123,17 @@ inline constexpr std::int64_t kPromotionalOfferId = 1721;
 
 // The payload: one SET of attribute records.
 struct Contents {
-  // The payload's bytes, a copy that the attributes' views point into, shared by every copy of
-  // these Contents; never changed once read.
-  std::shared_ptr<const Bytes> payload;
+  // What the attributes point into: the payload's bytes, their dates and the notes on them.
+  // Shared by every copy of these Contents; never changed once the payload is read.
+  struct Held {
+    Bytes payload;
+    // Blocks that never move once made: the records of each SET inside an attribute (a run of
+    // its own), and the dates.
+    std::vector<std::unique_ptr<Attribute[]>> fieldBlocks;
+    std::vector<std::unique_ptr<Date[]>> dateBlocks;
+    std::deque<std::string> notes;
+  };
+  std::shared_ptr<const Held> held;
   Fact readable;                       // walked to its end as one SET of records
   std::vector<std::string> problems;   // each structural problem met, where it was met
   std::vector<Attribute> attributes;   // every top-level record, in file order

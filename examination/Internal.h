@@ -15,6 +15,7 @@
 namespace Examination {
 
 struct TrustAnchor::Impl {
+  Bytes der;  // of `root`
   X509* root = nullptr;
   X509_STORE* store = nullptr;  // holds `root` alone
   bool apple = false;
@@ -30,10 +31,10 @@ std::span<const std::uint8_t> AppleRootDer();
 // The attributes of a payload.
 Contents ReadContents(std::span<const std::uint8_t> payload);
 
-// The signature facts and the certificates of a read container. `created` is the receipt's
-// creation date in seconds, when it has one.
-void CheckSignature(PKCS7* p7, const TrustAnchor& anchor, std::optional<std::int64_t> created,
-                    std::int64_t now, Report& report);
+// The signature facts and the certificates of a read container, which carries `carried`.
+// `created` is the receipt's creation date in seconds, when it has one.
+void CheckSignature(PKCS7* p7, STACK_OF(X509) * carried, const TrustAnchor& anchor,
+                    std::optional<std::int64_t> created, std::int64_t now, Report& report);
 
 // Fills the signature's verdict and summary from its facts.
 void Judge(const TrustAnchor& anchor, bool storeKit, Report& report);

@@ -9,7 +9,6 @@
 #include <openssl/x509v3.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
 #include <memory>
 #include <span>
@@ -78,10 +77,9 @@ std::string Called(const X509* x) {
 std::string TimeText(const ASN1_TIME* t) {
   std::tm tm{};
   if (t == nullptr || ASN1_TIME_to_tm(t, &tm) != 1) return "(unreadable)";
-  char buffer[80];
-  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02dT%02d:%02d:%02dZ", tm.tm_year + 1900,
-                tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec);
-  return buffer;
+  return text::FormatUtcFields(tm.tm_year + 1900, static_cast<unsigned>(tm.tm_mon + 1),
+                               static_cast<unsigned>(tm.tm_mday), static_cast<unsigned>(tm.tm_hour),
+                               static_cast<unsigned>(tm.tm_min), static_cast<unsigned>(tm.tm_sec));
 }
 
 std::string SignatureAlgorithm(const X509* x) {
@@ -103,34 +101,42 @@ const EVP_MD* Sha256() {
   return md ? md.get() : EVP_sha256();
 }
 
-// The RFC 2253 texts of the names of one chain, each written once: the issuer of a certificate
-// is the subject of the next one up, and a root is its own issuer. Names are the same when their
-// DER is; the certificates must outlive this.
+// A name in words: as RFC 2253 writes it, and its common name.
+struct NameWords {
+  std::string text;
+  std::string commonName;
+};
+
+// The words of the names of one chain, each name put into words once: the issuer of a
+// certificate is the subject of the next one up, and a root is its own issuer. Names are the same
+// when their DER is; the certificates must outlive this.
 class NameTexts {
  public:
-  std::string Of(const X509_NAME* name) {
+  NameWords Of(const X509_NAME* name) {
     const unsigned char* der = nullptr;
     std::size_t length = 0;
-    if (X509_NAME_get0_der(name, &der, &length) != 1) return NameText(name);
+    if (X509_NAME_get0_der(name, &der, &length) != 1) return {NameText(name), CommonName(name)};
     const std::span<const unsigned char> bytes(der, length);
-    for (const auto& [known, text] : known_)
-      if (std::equal(known.begin(), known.end(), bytes.begin(), bytes.end())) return text;
-    known_.emplace_back(bytes, NameText(name));
+    for (const auto& [known, words] : known_)
+      if (std::equal(known.begin(), known.end(), bytes.begin(), bytes.end())) return words;
+    known_.emplace_back(bytes, NameWords{NameText(name), CommonName(name)});
     return known_.back().second;
   }
 
  private:
-  std::vector<std::pair<std::span<const unsigned char>, std::string>> known_;
+  std::vector<std::pair<std::span<const unsigned char>, NameWords>> known_;
 };
 
 Certificate Describe(X509* x, CertificateRole role, bool carried, NameTexts& names) {
   Certificate c;
   c.role = role;
   c.carried = carried;
-  c.subject = names.Of(X509_get_subject_name(x));
-  c.issuer = names.Of(X509_get_issuer_name(x));
-  c.subjectCommonName = CommonName(X509_get_subject_name(x));
-  c.issuerCommonName = CommonName(X509_get_issuer_name(x));
+  NameWords subject = names.Of(X509_get_subject_name(x));
+  NameWords issuer = names.Of(X509_get_issuer_name(x));
+  c.subject = std::move(subject.text);
+  c.issuer = std::move(issuer.text);
+  c.subjectCommonName = std::move(subject.commonName);
+  c.issuerCommonName = std::move(issuer.commonName);
   const ASN1_INTEGER* serial = X509_get0_serialNumber(x);
   c.serial = text::Hex(
       {ASN1_STRING_get0_data(serial), static_cast<std::size_t>(ASN1_STRING_length(serial))});
@@ -166,10 +172,11 @@ Fact ExtensionFact(const X509* x, const KnownOid& oid, const char* meaning) {
                    ", Apple's mark of " + meaning + " certificates"};
 }
 
-// The same certificate: the very object, as a chain holds those it took from the receipt, or
-// one of the same contents.
-bool Same(X509* a, X509* b) {
-  return a == b || X509_cmp(a, b) == 0;
+// Whether `list` holds `x`: the very object (a chain holds those it took from the receipt), or
+// else one of the same contents.
+bool Holds(const std::vector<X509*>& list, X509* x) {
+  return std::find(list.begin(), list.end(), x) != list.end() ||
+         std::any_of(list.begin(), list.end(), [x](X509* y) { return X509_cmp(x, y) == 0; });
 }
 
 bool SelfIssued(X509* x) {
@@ -273,10 +280,9 @@ std::string ChainError::Line() const {
 
 namespace detail {
 
-void CheckSignature(PKCS7* p7, const TrustAnchor& anchor, std::optional<std::int64_t> created,
-                    std::int64_t now, Report& report) {
+void CheckSignature(PKCS7* p7, STACK_OF(X509) * carried, const TrustAnchor& anchor,
+                    std::optional<std::int64_t> created, std::int64_t now, Report& report) {
   Signature& s = report.signature;
-  STACK_OF(X509)* carried = p7->d.sign->cert;
   PKCS7_SIGNER_INFO* info = sk_PKCS7_SIGNER_INFO_value(PKCS7_get_signer_info(p7), 0);
 
   const ASN1_OBJECT* digestObject = nullptr;
@@ -293,7 +299,7 @@ void CheckSignature(PKCS7* p7, const TrustAnchor& anchor, std::optional<std::int
   }
 
   ERR_clear_error();
-  const SignersPtr signers(PKCS7_get0_signers(p7, nullptr, 0));
+  const SignersPtr signers(PKCS7_get0_signers(p7, carried, 0));
   X509* signer = signers ? sk_X509_value(signers.get(), 0) : nullptr;
   if (signer == nullptr) {
     ERR_clear_error();
@@ -309,7 +315,7 @@ void CheckSignature(PKCS7* p7, const TrustAnchor& anchor, std::optional<std::int
   }
 
   // The content: its digest and the signer's signature over it, without the chain.
-  if (PKCS7_verify(p7, nullptr, nullptr, nullptr, nullptr, PKCS7_NOVERIFY) == 1) {
+  if (PKCS7_verify(p7, carried, nullptr, nullptr, nullptr, PKCS7_NOVERIFY) == 1) {
     s.content = {true, "the content's " + s.digestAlgorithm +
                            " digest and the signer's signature over it hold"};
   } else {
@@ -372,24 +378,21 @@ void CheckSignature(PKCS7* p7, const TrustAnchor& anchor, std::optional<std::int
   s.intermediateExtension = ExtensionFact(intermediate, IntermediateOid(), "intermediate");
 
   // The chain from the signer up, then what else the receipt carries.
+  std::vector<X509*> carriedList;
+  for (int k = 0; k < sk_X509_num(carried); ++k)
+    carriedList.push_back(sk_X509_value(carried, k));
   NameTexts names;
   for (std::size_t i = 0; i < chain.size(); ++i) {
     const CertificateRole role = i == 0 ? CertificateRole::Signer
                                  : i + 1 == chain.size() && SelfIssued(chain[i])
                                      ? CertificateRole::Root
                                      : CertificateRole::Intermediate;
-    bool isCarried = false;
-    for (int k = 0; !isCarried && k < sk_X509_num(carried); ++k)
-      isCarried = Same(chain[i], sk_X509_value(carried, k));
+    const bool isCarried = Holds(carriedList, chain[i]);
     report.certificates.push_back(Describe(chain[i], role, isCarried, names));
   }
-  for (int k = 0; k < sk_X509_num(carried); ++k) {
-    X509* x = sk_X509_value(carried, k);
-    bool inChain = false;
-    for (X509* c : chain)
-      inChain = inChain || Same(c, x);
-    if (!inChain) report.certificates.push_back(Describe(x, CertificateRole::Other, true, names));
-  }
+  for (X509* x : carriedList)
+    if (!Holds(chain, x))
+      report.certificates.push_back(Describe(x, CertificateRole::Other, true, names));
 
   Judge(anchor, IsStoreKit(signer), report);
 }

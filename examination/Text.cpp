@@ -90,17 +90,36 @@ std::string FormatUtcParts(std::int64_t seconds, unsigned fraction, bool withFra
   const std::int64_t days = seconds >= 0 ? seconds / 86400 : -((-(seconds + 1)) / 86400) - 1;
   const auto daySeconds = static_cast<unsigned>(seconds - days * 86400);
   const Civil c = CivilFromDays(days);
-  char buffer[48];
-  if (withFraction) {
-    std::snprintf(buffer, sizeof buffer, "%04lld-%02u-%02uT%02u:%02u:%02u.%03uZ",
-                  static_cast<long long>(c.year), c.month, c.day, daySeconds / 3600,
-                  daySeconds / 60 % 60, daySeconds % 60, fraction);
-  } else {
-    std::snprintf(buffer, sizeof buffer, "%04lld-%02u-%02uT%02u:%02u:%02uZ",
-                  static_cast<long long>(c.year), c.month, c.day, daySeconds / 3600,
-                  daySeconds / 60 % 60, daySeconds % 60);
+  return FormatUtcFields(c.year, c.month, c.day, daySeconds / 3600, daySeconds / 60 % 60,
+                         daySeconds % 60, withFraction ? static_cast<int>(fraction) : -1);
+}
+
+std::string FormatUtcFields(std::int64_t year, unsigned month, unsigned day, unsigned hour,
+                            unsigned minute, unsigned second, int millis) {
+  if (year < 0 || year > 9999 || month > 99 || day > 99 || hour > 99 || minute > 99 ||
+      second > 99 || millis > 999) {
+    char buffer[96];
+    std::snprintf(buffer, sizeof buffer, "%04lld-%02u-%02uT%02u:%02u:%02u",
+                  static_cast<long long>(year), month, day, hour, minute, second);
+    char fraction[16] = "";
+    if (millis >= 0) std::snprintf(fraction, sizeof fraction, ".%03d", millis);
+    return std::string(buffer) + fraction + "Z";
   }
-  return buffer;
+  // The usual case, digit by digit: this is written for every certificate of every chain.
+  char text[] = "0000-00-00T00:00:00.000Z";
+  const auto put = [&text](std::size_t at, unsigned value, int digits) {
+    for (int i = digits - 1; i >= 0; --i, value /= 10)
+      text[at + static_cast<std::size_t>(i)] = static_cast<char>('0' + value % 10);
+  };
+  put(0, static_cast<unsigned>(year), 4);
+  put(5, month, 2);
+  put(8, day, 2);
+  put(11, hour, 2);
+  put(14, minute, 2);
+  put(17, second, 2);
+  if (millis < 0) return std::string(text, 19) + 'Z';
+  put(20, static_cast<unsigned>(millis), 3);
+  return std::string(text, sizeof text - 1);
 }
 
 std::string Hex(std::span<const std::uint8_t> bytes, char separator) {

@@ -37,5 +37,9 @@ Date ParseDate(std::string_view written);
 std::string FormatUtc(std::int64_t unixSeconds);
 // The same with `fraction` milliseconds more, written as ".123" before the Z when `withFraction`.
 std::string FormatUtcParts(std::int64_t seconds, unsigned fraction, bool withFraction);
+// A date and time of day in UTC as "2023-06-01T12:00:00Z", with ".123" before the Z when
+// `millis` isn't negative.
+std::string FormatUtcFields(std::int64_t year, unsigned month, unsigned day, unsigned hour,
+                            unsigned minute, unsigned second, int millis = -1);
 
 }  // namespace Examination::text

@@ -107,8 +107,10 @@ TEST(ExaminationContents, StructureProblemsSayWhere) {
     value = ReceiptMaker::PurchaseValue({{1701, 1, value}});
   const Report deep = ExamineAt(ReceiptMaker::Sign(ReceiptMaker::Payload({{17, 1, value}})), {});
   const Attribute* a = &deep.receipt.attributes.at(0);
-  for (int level = 0; level < kMaxNesting; ++level)
-    a = &a->fields.at(0);
+  for (int level = 0; level < kMaxNesting; ++level) {
+    ASSERT_EQ(a->fields.size(), 1u) << level;
+    a = &a->fields[0];
+  }
   EXPECT_EQ(a->kind, ValueKind::Raw);
   EXPECT_EQ(a->problem, "a SET nested more than 4 deep: kept as bytes");
 }
