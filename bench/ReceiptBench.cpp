@@ -11,7 +11,7 @@
 //                                 over the same bytes; for a typical receipt signed through a
 //                                 test chain and for the real one of 79 KiB with Apple's root
 //   Examine of hostile certificates  against Examine of the typical receipt: 10,000 certificates,
-//                                 a loop of two CAs, a signer of 1 MiB
+//                                 the 64 that are examined, a loop of two CAs, a signer of 1 MiB
 // After the runs the ratios are printed; they are what to compare between changes, since the
 // absolute times depend on the machine. Run with --benchmark_repetitions=5 (or more): the
 // ratios are of the medians. On a busy machine --benchmark_enable_random_interleaving=true
@@ -426,6 +426,13 @@ void BM_ExamineTenThousandCertificates(benchmark::State& state) {
 }
 BENCHMARK(BM_ExamineTenThousandCertificates);
 
+// The most certificates that are examined: 64, each decoded.
+void BM_ExamineSixtyFourCertificates(benchmark::State& state) {
+  static const ChainedReceipt r = Hostile({}, {Cert::Leaf}, 64);
+  ExamineOf(state, r.file, r.root, false);
+}
+BENCHMARK(BM_ExamineSixtyFourCertificates);
+
 void BM_ExamineCertificateLoop(benchmark::State& state) {
   static const ChainedReceipt r =
       Hostile({.issuer = Issuer::Loop}, {Cert::Leaf, Cert::Intermediate, Cert::Root}, 1);
@@ -460,6 +467,7 @@ int main(int argc, char** argv) {
                         {"BM_ExamineTypical", "BM_LibcryptoVerifyTypical"},
                         {"BM_ExamineLarge", "BM_LibcryptoVerifyLarge"},
                         {"BM_ExamineTenThousandCertificates", "BM_ExamineTypical"},
+                        {"BM_ExamineSixtyFourCertificates", "BM_ExamineTypical"},
                         {"BM_ExamineCertificateLoop", "BM_ExamineTypical"},
                         {"BM_ExamineMebibyteCertificate", "BM_ExamineTypical"}});
   std::error_code ec;

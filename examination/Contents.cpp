@@ -148,6 +148,7 @@ class Pool {
   explicit Pool(std::vector<std::unique_ptr<T[]>>& blocks) : blocks_(blocks) {}
 
   std::span<T> Take(std::size_t n) {
+    if (n == 0) return {};
     if (capacity_ - used_ < n) {
       capacity_ = std::max(n, next_);
       next_ = std::min<std::size_t>(next_ * 2, 512);

@@ -75,6 +75,8 @@ std::vector<std::pair<std::string, Bytes>> Examined() {
           {"foreign-root", BuildFromText(receipt + "chain other-root\nkey ec-p256")},
           {"no-oid", BuildFromText(receipt + "chain test-root\nno-oid leaf\ncerts leaf")},
           {"storekit", BuildFromText(receipt + "chain storekit\nindefinite")},
+          {"chained-ber", BuildFromText(receipt + "chain test-root\nkey ec-p256\nindefinite")},
+          {"loop", BuildFromText(receipt + "chain loop\nkey ec-p256")},
           {"detached", Sign(Payload({{2, 1, Utf8Value("a")}}), Shape::Detached)}};
 }
 

@@ -113,6 +113,14 @@ TEST(ExaminationContents, StructureProblemsSayWhere) {
   }
   EXPECT_EQ(a->kind, ValueKind::Raw);
   EXPECT_EQ(a->problem, "a SET nested more than 4 deep: kept as bytes");
+
+  // A purchase without fields, the first SET inside a value, is read and empty.
+  const Report empty = ExamineMade("attr 17 1 iap\nend\nattr 17 1 iap\nattr 1701 1 int 1\nend");
+  ASSERT_TRUE(empty.receipt.readable.holds) << empty.receipt.readable.reason;
+  ASSERT_EQ(empty.receipt.attributes.size(), 2u);
+  EXPECT_EQ(empty.receipt.attributes[0].kind, ValueKind::Set);
+  EXPECT_TRUE(empty.receipt.attributes[0].fields.empty());
+  EXPECT_EQ(empty.receipt.attributes[1].fields.size(), 1u);
 }
 
 TEST(ExaminationJson, ParsesAndHoldsTheReceiptInApplesShape) {

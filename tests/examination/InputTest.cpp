@@ -19,6 +19,17 @@ void ExpectValidJson(const Report& r, const char* why) {
   EXPECT_TRUE(nlohmann::json::accept(ToJson(r))) << why;
 }
 
+// A receipt whose signer's certificate holds a SET where its TBSCertificate's SEQUENCE stands:
+// still an object, so the container's outline reads, but no certificate.
+Bytes WithBrokenCertificate() {
+  const ReceiptMaker::TestPki pki;
+  Bytes file = ReceiptMaker::Build(ReceiptMaker::TypicalPayload(), {.pki = &pki});
+  const Bytes leaf = pki.Certificate(ReceiptMaker::Cert::Leaf);
+  const auto at = std::search(file.begin(), file.end(), leaf.begin(), leaf.end());
+  if (at != file.end()) at[4] = 0x31;  // 30 82 xx xx, then the TBSCertificate's 30
+  return file;
+}
+
 TEST(ExaminationInput, AnyBytesGiveAReportThatSaysWhatFailed) {
   const Bytes typical = ReceiptMaker::TypicalPayload();
   // clang-format off
@@ -29,6 +40,7 @@ TEST(ExaminationInput, AnyBytesGiveAReportThatSaysWhatFailed) {
     {"data, not signed", ReceiptMaker::Sign(typical, ReceiptMaker::Shape::OuterData), "a PKCS#7 object of type pkcs7-data, not signed data"},
     {"a receipt in a receipt", ReceiptMaker::Sign(typical, ReceiptMaker::Shape::InnerNotData), "signed data around pkcs7-signedData, not around data"},
     {"detached", ReceiptMaker::Sign(typical, ReceiptMaker::Shape::Detached), "a detached signature"},
+    {"a certificate that is none", WithBrokenCertificate(), "no PKCS#7 object: certificate 1 can't be read"},
     {"one byte too many", Bytes(kMaxInputSize + 1, 0x30), "67108865 bytes: more than 67108864 are not examined"},
   };
   // clang-format on
@@ -66,6 +78,7 @@ TEST(ExaminationInput, HostileCertificatesEndWithAReason) {
   for (const auto& [copies, reason] : counts) {
     const Report r = ExamineMade(signer + "cert-copies " + std::to_string(copies));
     EXPECT_EQ(r.container.holds ? "" : r.container.reason, reason) << copies;
+    EXPECT_EQ(r.signature.content.holds, *reason == '\0') << copies;
     ExpectValidJson(r, "many certificates");
   }
 
@@ -96,6 +109,7 @@ TEST(ExaminationInput, HostileCertificatesEndWithAReason) {
   for (const auto& [extension, reason] : sizes) {
     const Report r = ExamineMade(signer + "leaf-extension " + std::to_string(extension));
     EXPECT_EQ(r.container.holds ? "" : r.container.reason, reason) << extension;
+    EXPECT_EQ(r.signature.content.holds, reason.empty()) << extension;
     ExpectValidJson(r, "a large certificate");
   }
 }
