@@ -222,13 +222,12 @@ def drop_check(app, pid, tree, wid, folder, source, max_gap):
             time.sleep(0.02)
         took = time.monotonic() - started
     finally:
-        out = ""
-        if dragger.poll() is None:
-            try:
-                out, _ = dragger.communicate(timeout=10)
-            except subprocess.TimeoutExpired:
-                dragger.kill()
-                out, _ = dragger.communicate()
+        # Read what it printed whether or not it has ended: after a long drop it has.
+        try:
+            out, _ = dragger.communicate(timeout=10)
+        except subprocess.TimeoutExpired:
+            dragger.kill()
+            out, _ = dragger.communicate()
         os.unlink(listing.name)
     if "drag: accepted" not in (out or ""):
         fail(f"the drag source says {out.strip()!r}, not that the drop was accepted")
