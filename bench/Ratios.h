@@ -3,8 +3,10 @@
 // Benchmarks here report ratios against a baseline measured in the same run, since absolute
 // times depend on the machine. RunWithRatios runs the selected benchmarks with the usual table
 // and then prints "ratio A / B = x" for each pair whose two benchmarks both ran. Each side is the
-// median CPU time per iteration over the repetitions (--benchmark_repetitions), so that one
-// repetition disturbed by another process on the machine doesn't move the ratio.
+// median time per iteration over the repetitions (--benchmark_repetitions), so that one
+// repetition disturbed by another process on the machine doesn't move the ratio: the CPU time of
+// the benchmark's thread, or, for a benchmark that measures real time (UseRealTime, where the
+// work runs on other threads too), the wall time.
 
 #include <benchmark/benchmark.h>
 
@@ -22,11 +24,17 @@ class RatioReporter : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.error_occurred) continue;
-      const std::string name = run.run_name.str();
+      // A benchmark of wall time carries the kind of its time as the last part of its name; it
+      // is known here by the name without it.
+      const std::string& kind = run.run_name.time_type;
+      const bool wall = !kind.empty();
+      std::string name = run.run_name.str();
+      if (wall && name.ends_with("/" + kind)) name.resize(name.size() - kind.size() - 1);
+      const double time = wall ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
       if (run.run_type == Run::RT_Iteration) {
-        times_[name].push_back(run.GetAdjustedCPUTime());
+        times_[name].push_back(time);
       } else if (run.aggregate_name == "median" && run.aggregate_unit == benchmark::kTime) {
-        medians_[name] = run.GetAdjustedCPUTime();
+        medians_[name] = time;
       }
     }
     ConsoleReporter::ReportRuns(runs);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <string>
 
 #include "examination/Der.h"
@@ -66,11 +67,23 @@ constexpr std::array kPurchaseFields = {
                ValueKind::Utf8String, false},
 };
 
-template <std::size_t N>
-const Documented* Lookup(const std::array<Documented, N>& table, std::int64_t number) {
-  const auto it = std::find_if(table.begin(), table.end(),
-                               [number](const Documented& d) { return d.number == number; });
-  return it == table.end() ? nullptr : &*it;
+// The entry of `Table` for a number, found through a slot for each number from the table's
+// lowest to its highest (a table lists its numbers in order): the entry's index plus one, or 0.
+template <const auto& Table>
+const Documented* Lookup(std::int64_t number) {
+  static constexpr std::int64_t kLow = Table.front().number;
+  static constexpr std::int64_t kHigh = Table.back().number;
+  static constexpr auto kSlots = [] {
+    std::array<std::uint8_t, kHigh - kLow + 1> slots{};
+    for (std::size_t i = 0; i < Table.size(); ++i) {
+      if (i > 0 && Table[i].number <= Table[i - 1].number) throw "the table is out of order";
+      slots[static_cast<std::size_t>(Table[i].number - kLow)] = static_cast<std::uint8_t>(i + 1);
+    }
+    return slots;
+  }();
+  if (number < kLow || number > kHigh) return nullptr;
+  const std::uint8_t slot = kSlots[static_cast<std::size_t>(number - kLow)];
+  return slot == 0 ? nullptr : &Table[slot - 1];
 }
 
 std::string_view KindWords(ValueKind kind) {
@@ -113,15 +126,31 @@ std::string Describe(const der::Object& o) {
   return "an " + std::string(kClasses[o.cls]) + " object of tag " + std::to_string(o.tag);
 }
 
+// Where a SET lies, for the problems met in it: inside the value of record `record` (attribute
+// `number`) of the SET `outer`; the payload's own SET has none. Put into words only when a
+// problem is met, so that a walk without problems writes no text.
+struct Place {
+  const Place* outer;
+  std::size_t record;
+  std::int64_t number;
+};
+
+std::string Prefix(const Place* place) {
+  if (place == nullptr) return {};
+  return Prefix(place->outer) + "record " + std::to_string(place->record) + " (attribute " +
+         std::to_string(place->number) + "), ";
+}
+
 // Walks SETs of records into attributes, counting every record against kMaxRecords.
 class Walker {
  public:
   explicit Walker(Contents& contents) : contents_(contents) {}
 
   // The records of a SET's `contents` into `into`. `parent` is the number of the attribute whose
-  // value the SET is (-1 at the top), `where` names the SET in problems.
+  // value the SET is (-1 at the top), `where` the SET's place.
   void Records(std::span<const std::uint8_t> contents, int nesting, std::int64_t parent,
-               std::vector<Attribute>& into, const std::string& where) {
+               std::vector<Attribute>& into, const Place* where) {
+    into.reserve(Objects(contents, kMaxRecords - std::min(count_, kMaxRecords) + 1));
     der::Cursor records(contents);
     std::string error;
     for (std::size_t index = 1; !records.Empty(); ++index) {
@@ -131,18 +160,19 @@ class Walker {
         Problem("more than " + std::to_string(kMaxRecords) + " records: the rest is not read");
         return;
       }
-      const auto here = [&] { return where + "record " + std::to_string(index); };
+      const auto here = [&] { return Prefix(where) + "record " + std::to_string(index); };
       der::Object record;
       if (!records.Next(record, error)) return Problem(here() + ": " + error);
       if (!record.Is(der::kSequence, true)) {
         Problem(here() + " is " + Describe(record) + ", not a SEQUENCE");
         continue;
       }
-      Attribute a;
-      if (Record(record.contents, a, error)) {
-        Decode(a, nesting, parent, here());
-        into.push_back(std::move(a));
+      // Made in place, and taken back when the record is no record.
+      Attribute& a = into.emplace_back();
+      if (UsualRecord(record.contents, a) || Record(record.contents, a, error)) {
+        Decode(a, nesting, parent, Place{where, index, a.number});
       } else {
+        into.pop_back();
         Problem(here() + ": " + error);
       }
     }
@@ -150,6 +180,43 @@ class Walker {
 
  private:
   void Problem(std::string text) { contents_.problems.push_back(std::move(text)); }
+
+  // How many objects `contents` holds, counted up to `most`.
+  static std::size_t Objects(std::span<const std::uint8_t> contents, std::size_t most) {
+    der::Cursor c(contents);
+    der::Object o;
+    std::string error;
+    std::size_t n = 0;
+    while (n < most && !c.Empty() && c.Next(o, error))
+      ++n;
+    return n;
+  }
+
+  // A record as the store writes them, read straight from its bytes: its number and version
+  // INTEGERs with one-byte lengths, then an OCTET STRING whose length takes at most two bytes.
+  // It reads what Record reads, as Record reads it; false for any other shape, which Record
+  // then reads with its reasons.
+  static bool UsualRecord(std::span<const std::uint8_t> f, Attribute& a) {
+    const std::size_t n = f.size();
+    if (n < 2 || f[0] != 0x02 || f[1] > n - 2 || !der::IntegerValue(f.subspan(2, f[1]), a.number))
+      return false;
+    std::size_t at = 2 + f[1];
+    if (n - at < 2 || f[at] != 0x02 || f[at + 1] > n - at - 2 ||
+        !der::IntegerValue(f.subspan(at + 2, f[at + 1]), a.version))
+      return false;
+    at += 2 + f[at + 1];
+    if (n - at < 2 || f[at] != 0x04) return false;
+    std::size_t length = f[at + 1];
+    std::size_t header = 2;
+    if (length >= 0x80) {
+      header += length - 0x80;
+      if (length == 0x80 || length > 0x82 || n - at < header) return false;
+      length = length == 0x81 ? f[at + 2] : std::size_t{f[at + 2]} << 8 | f[at + 3];
+    }
+    if (length > n - at - header) return false;
+    a.raw = f.subspan(at + header, length);
+    return true;
+  }
 
   // The three fields of a record; behind them may stand more, which are not read.
   static bool Record(std::span<const std::uint8_t> fields, Attribute& a, std::string& error) {
@@ -166,14 +233,15 @@ class Walker {
     if (!c.Next(value, error)) return error = "no value: " + error, false;
     if (!value.Is(der::kOctetString, false))
       return error = "its value is " + Describe(value) + ", not an OCTET STRING", false;
-    a.raw.assign(value.contents.begin(), value.contents.end());
+    a.raw = value.contents;
     return true;
   }
 
-  // The value of a record by the object its OCTET STRING holds, and its names.
-  void Decode(Attribute& a, int nesting, std::int64_t parent, const std::string& where) {
-    const Documented* doc = parent == -1                        ? Lookup(kReceiptFields, a.number)
-                            : parent == Numbers::kInAppPurchase ? Lookup(kPurchaseFields, a.number)
+  // The value of a record by the object its OCTET STRING holds, and its names. `here` is the
+  // record's place, the place of a SET that its value holds.
+  void Decode(Attribute& a, int nesting, std::int64_t parent, const Place& here) {
+    const Documented* doc = parent == -1                        ? Lookup<kReceiptFields>(a.number)
+                            : parent == Numbers::kInAppPurchase ? Lookup<kPurchaseFields>(a.number)
                                                                 : nullptr;
     if (doc != nullptr) {
       a.name = doc->name;
@@ -193,13 +261,12 @@ class Walker {
         a.kind = ValueKind::Integer;
       } else if (o.Is(der::kUtf8String, false) || o.Is(der::kIa5String, false)) {
         a.kind = o.tag == der::kUtf8String ? ValueKind::Utf8String : ValueKind::Ia5String;
-        a.text.assign(o.contents.begin(), o.contents.end());
+        a.text = {reinterpret_cast<const char*>(o.contents.data()), o.contents.size()};
         a.textIsUtf8 = text::IsUtf8(a.text);
       } else if (o.Is(der::kSet, true)) {
         if (nesting < kMaxNesting) {
           a.kind = ValueKind::Set;
-          Records(o.contents, nesting + 1, a.number, a.fields,
-                  where + " (attribute " + std::to_string(a.number) + "), ");
+          Records(o.contents, nesting + 1, a.number, a.fields, &here);
         } else {
           Note(a, "a SET nested more than " + std::to_string(kMaxNesting) + " deep: kept as bytes");
         }
@@ -248,8 +315,10 @@ const Attribute* Contents::Find(std::int64_t number) const {
 
 namespace detail {
 
-Contents ReadContents(std::span<const std::uint8_t> payload) {
+Contents ReadContents(std::span<const std::uint8_t> bytes) {
   Contents contents;
+  contents.payload = std::make_shared<const Bytes>(bytes.begin(), bytes.end());
+  const std::span<const std::uint8_t> payload(*contents.payload);
   Walker walker(contents);
   der::Cursor top(payload);
   der::Object set;
@@ -262,7 +331,7 @@ Contents ReadContents(std::span<const std::uint8_t> payload) {
     contents.problems.push_back("the payload is " + Describe(set) +
                                 ", not a SET of attribute records");
   } else {
-    walker.Records(set.contents, 0, -1, contents.attributes, "");
+    walker.Records(set.contents, 0, -1, contents.attributes, nullptr);
     if (!top.Empty())
       contents.problems.push_back(std::to_string(top.Remaining()) +
                                   " bytes follow the SET of attribute records");

@@ -21,11 +21,11 @@ bool ReadHeader(std::span<const std::uint8_t> bytes, Header& h, std::string& err
   h.cls = static_cast<Class>(first >> 6);
   h.constructed = (first & 0x20) != 0;
   h.tag = first & 0x1F;
-  if (h.tag == 0x1F) {  // high tag number: base-128 digits, at most four of them
+  if (h.tag == 0x1F) {  // high tag number: base-128 digits, leading zero digits allowed
     h.tag = 0;
-    for (int digits = 0;; ++digits) {
+    for (;;) {
       if (i >= bytes.size()) return error = "the identifier runs past the end", false;
-      if (digits == 4) return error = "a tag number of more than 28 bits", false;
+      if (h.tag > (kMaxTag >> 7)) return error = "a tag number above 2^31 - 1", false;
       const std::uint8_t b = bytes[i++];
       h.tag = (h.tag << 7) | (b & 0x7F);
       if ((b & 0x80) == 0) break;
@@ -39,9 +39,12 @@ bool ReadHeader(std::span<const std::uint8_t> bytes, Header& h, std::string& err
     if (!h.constructed) return error = "an indefinite length on a primitive object", false;
     h.length = -1;
   } else {
-    const std::size_t count = lengthByte & 0x7F;
-    if (count > 8) return error = "a length of more than 8 bytes", false;
+    std::size_t count = lengthByte & 0x7F;
     if (bytes.size() - i < count) return error = "the length runs past the end", false;
+    // Leading zero bytes add nothing; what is left must fit in 8 bytes.
+    for (; count > 0 && bytes[i] == 0; --count)
+      ++i;
+    if (count > 8) return error = "a length of more than 8 bytes", false;
     std::uint64_t length = 0;
     for (std::size_t k = 0; k < count; ++k)
       length = (length << 8) | bytes[i++];
@@ -84,7 +87,7 @@ bool IndefiniteLength(std::span<const std::uint8_t> bytes, int nesting, std::siz
 
 }  // namespace
 
-bool Cursor::Next(Object& object, std::string& error) {
+bool Cursor::NextInFull(Object& object, std::string& error) {
   Header h;
   if (!ReadHeader(rest_, h, error)) return false;
   std::size_t length = 0;
@@ -100,16 +103,6 @@ bool Cursor::Next(Object& object, std::string& error) {
   object.tag = h.tag;
   object.contents = rest_.subspan(h.headerSize, length);
   rest_ = rest_.subspan(h.headerSize + length + trailer);
-  return true;
-}
-
-bool IntegerValue(std::span<const std::uint8_t> contents, std::int64_t& value) {
-  if (contents.empty() || contents.size() > 8) return false;
-  // Two's complement: the first byte's high bit is the sign.
-  std::uint64_t v = (contents[0] & 0x80) != 0 ? ~std::uint64_t{0} : 0;
-  for (const std::uint8_t b : contents)
-    v = (v << 8) | b;
-  value = static_cast<std::int64_t>(v);
   return true;
 }
 

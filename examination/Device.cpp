@@ -37,6 +37,13 @@ std::optional<Bytes> Grouped(std::string_view text, std::initializer_list<std::s
   return text::FromHex(digits);
 }
 
+// SHA-1 as the provider gives it, fetched once: EVP_sha1() would be looked up again at each use.
+const EVP_MD* Sha1() {
+  static const std::unique_ptr<EVP_MD, decltype(&EVP_MD_free)> md(
+      EVP_MD_fetch(nullptr, "SHA1", nullptr), EVP_MD_free);
+  return md ? md.get() : EVP_sha1();
+}
+
 std::string Trimmed(std::string_view text) {
   const auto space = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
   while (!text.empty() && space(text.front()))
@@ -105,7 +112,7 @@ DeviceCheck CheckDevice(const Contents& contents, std::span<const DeviceIdentifi
     for (const DeviceIdentifier& id : identifiers) {
       unsigned char digest[EVP_MAX_MD_SIZE];
       unsigned int length = 0;
-      if (!md || EVP_DigestInit_ex(md.get(), EVP_sha1(), nullptr) != 1 ||
+      if (!md || EVP_DigestInit_ex(md.get(), Sha1(), nullptr) != 1 ||
           EVP_DigestUpdate(md.get(), id.bytes.data(), id.bytes.size()) != 1 ||
           EVP_DigestUpdate(md.get(), opaque->raw.data(), opaque->raw.size()) != 1 ||
           EVP_DigestUpdate(md.get(), bundle->raw.data(), bundle->raw.size()) != 1 ||

@@ -1,12 +1,15 @@
 #include "examination/Examination.h"
 
+#include <openssl/asn1.h>
 #include <openssl/err.h>
 #include <openssl/objects.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <fstream>
+#include <memory>
 
 #include "examination/Der.h"
 #include "examination/Internal.h"
@@ -40,35 +43,87 @@ std::string TypeWords(const ASN1_OBJECT* type) {
   return text::Quote(oid);
 }
 
-// Why the certificates that a signed-data container carries are too many or too large to be
-// examined, found by walking its DER before libcrypto reads them (reading 10,000 certificates
-// takes libcrypto seconds); empty when they are not, or when the walk can't find them, which
-// leaves it to libcrypto to say what the bytes are.
-std::string TooManyCertificates(std::span<const std::uint8_t> bytes) {
+// The DER of the content types that a receipt's container names: PKCS#7 signed data, and data.
+constexpr std::uint8_t kSignedDataOid[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x07, 0x02};
+constexpr std::uint8_t kDataOid[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x07, 0x01};
+
+bool IsOid(const der::Object& o, std::span<const std::uint8_t> oid) {
+  return o.Is(der::kObjectIdentifier, false) &&
+         std::equal(o.contents.begin(), o.contents.end(), oid.begin(), oid.end());
+}
+
+// A content type for a reason: libcrypto's long name for it, else its dotted form.
+std::string TypeWords(const der::Object& o) {
+  if (!o.Is(der::kObjectIdentifier, false)) return "no OBJECT IDENTIFIER";
+  // The object again with a header in the long form, which libcrypto reads for any length.
+  const std::size_t n = o.contents.size();
+  Bytes tlv = {0x06,
+               0x84,
+               static_cast<std::uint8_t>(n >> 24),
+               static_cast<std::uint8_t>(n >> 16),
+               static_cast<std::uint8_t>(n >> 8),
+               static_cast<std::uint8_t>(n)};
+  tlv.insert(tlv.end(), o.contents.begin(), o.contents.end());
+  const unsigned char* p = tlv.data();
+  const std::unique_ptr<ASN1_OBJECT, decltype(&ASN1_OBJECT_free)> type(
+      d2i_ASN1_OBJECT(nullptr, &p, static_cast<long>(tlv.size())), ASN1_OBJECT_free);
+  ERR_clear_error();
+  return type ? TypeWords(type.get()) : "an OBJECT IDENTIFIER that can't be read";
+}
+
+// Why the bytes are not handed to libcrypto, from a walk over the container's outline; empty
+// when they may be. libcrypto decodes every certificate that a container carries, each with its
+// public key, which is dear: 10,000 certificates take it seconds. So libcrypto reads only signed
+// data around data whose outline the walk could follow to its certificates, and only when there
+// are at most kMaxCertificates of at most kMaxCertificateSize bytes each. Any other content type
+// is refused by its name, since some carry certificates too, and so is signed data around any
+// other content, which may be signed data with certificates of its own.
+std::string Outline(std::span<const std::uint8_t> bytes) {
   der::Object o;
   std::string error;
+  const auto unread = [&error](const std::string& what) {
+    return "no PKCS#7 object: " + what + (error.empty() ? "" : ": " + error);
+  };
   der::Cursor top(bytes);
-  if (!top.Next(o, error) || !o.Is(der::kSequence, true)) return {};  // ContentInfo
+  if (!top.Next(o, error) || !o.Is(der::kSequence, true)) return unread("no ContentInfo");
   der::Cursor info(o.contents);
-  if (!info.Next(o, error) || !info.Next(o, error) || o.cls != der::kContext || o.tag != 0)
-    return {};  // [0] EXPLICIT content
+  if (!info.Next(o, error)) return unread("no content type");
+  if (!IsOid(o, kSignedDataOid))
+    return "a PKCS#7 object of type " + TypeWords(o) + ", not signed data";
+  if (!info.Next(o, error) || o.cls != der::kContext || o.tag != 0)
+    return unread("signed data without its [0] content");
   der::Cursor content(o.contents);
-  if (!content.Next(o, error) || !o.Is(der::kSequence, true)) return {};  // SignedData
+  if (!content.Next(o, error) || !o.Is(der::kSequence, true)) return unread("no SignedData");
   der::Cursor signedData(o.contents);
-  for (int field = 0; field < 3; ++field)  // version, digest algorithms, content
-    if (!signedData.Next(o, error)) return {};
-  if (!signedData.Next(o, error) || o.cls != der::kContext || o.tag != 0) return {};
+  der::Object version, algorithms, inner;
+  if (!signedData.Next(version, error) || !signedData.Next(algorithms, error) ||
+      !signedData.Next(inner, error) || !inner.Is(der::kSequence, true))
+    return unread("no version, digest algorithms and content info in the SignedData");
+  der::Cursor innerInfo(inner.contents);
+  if (!innerInfo.Next(o, error)) return unread("no type of the signed content");
+  if (!IsOid(o, kDataOid)) return "signed data around " + TypeWords(o) + ", not around data";
+
+  // The certificates, [0], where the SignedData carries any.
+  if (signedData.Empty()) return {};
+  if (!signedData.Next(o, error)) return unread("no certificates, CRLs or signer infos");
+  if (o.cls != der::kContext || o.tag != 0) return {};
   der::Cursor certificates(o.contents);
   std::size_t count = 0;
-  while (!certificates.Empty() && certificates.Next(o, error)) {
+  while (!certificates.Empty()) {
+    if (!certificates.Next(o, error))
+      return unread("certificate " + std::to_string(count + 1) + " can't be read");
     ++count;
     if (o.contents.size() > kMaxCertificateSize)
       return "certificate " + std::to_string(count) + " has " + std::to_string(o.contents.size()) +
              " bytes: more than " + std::to_string(kMaxCertificateSize) + " are not examined";
+    if (count > kMaxCertificates) {
+      // Counted to the end, so that the reason says how many there are.
+      while (!certificates.Empty() && certificates.Next(o, error))
+        ++count;
+      return std::to_string(count) + " certificates: more than " +
+             std::to_string(kMaxCertificates) + " are not examined";
+    }
   }
-  if (count > kMaxCertificates)
-    return std::to_string(count) + " certificates: more than " + std::to_string(kMaxCertificates) +
-           " are not examined";
   return {};
 }
 
@@ -148,7 +203,7 @@ Report Examine(std::span<const std::uint8_t> bytes, const Options& options) {
     return report;
   }
 
-  if (const std::string why = TooManyCertificates(bytes); !why.empty()) {
+  if (const std::string why = Outline(bytes); !why.empty()) {
     Unread(report, why);
     detail::Judge(*anchor, false, report);
     return report;
@@ -186,11 +241,6 @@ Report Examine(std::span<const std::uint8_t> bytes, const Options& options) {
   const int certificates = sk_X509_num(sign->cert);
   if (signers != 1) {
     why = std::to_string(std::max(signers, 0)) + " signers, where a receipt has one";
-  } else if (certificates > static_cast<int>(kMaxCertificates)) {
-    why = std::to_string(certificates) + " certificates: more than " +
-          std::to_string(kMaxCertificates) + " are not examined";
-  }
-  if (!why.empty()) {
     report.container = {false, why};
     const Fact none{false, "not examined: " + why};
     Signature& s = report.signature;

@@ -9,7 +9,10 @@
 //   what was bought    every attribute record in file order and every in-app purchase, decoded.
 //
 // Examine answers with a Report: a plain value that owns all it holds (nothing points into the
-// bytes examined), made of facts that hold or not, each with its reason in words. Any bytes give
+// bytes examined), made of facts that hold or not, each with its reason in words. The payload's
+// attributes hold views into the report's own copy of the payload (Contents::payload), which
+// every copy of the report or of its Contents shares: keep the Contents while using an
+// Attribute, rather than copying an Attribute out on its own. Any bytes give
 // a report; what could not be read says why in the fact it concerns. Nothing here touches the
 // machine: the identifiers to try and the time that counts as now come in through Options
 // (Machine.h gathers the machine's own identifiers).
@@ -47,10 +50,14 @@ struct Fact {
 // an offset "+hh:mm" or "+hhmm"), the same instant in UTC. An empty text is an empty date: no
 // instant and no problem.
 struct Date {
-  std::string written;
-  std::string utc;                         // "2023-06-01T12:00:00Z"; ".123" before the Z if written
+  std::string_view written;                // a view of the text it was read from
   std::optional<std::int64_t> unixMillis;  // milliseconds since 1970-01-01T00:00:00Z
+  bool fraction = false;                   // written with fractions of a second
   std::string problem;                     // why a non-empty text is no date
+
+  // The instant as "2023-06-01T12:00:00Z", with ".123" before the Z when written with a
+  // fraction; empty when there is no instant.
+  std::string Utc() const;
 };
 
 // What an attribute's OCTET STRING holds, by the DER object found in it.
@@ -72,12 +79,12 @@ struct Attribute {
   std::string_view title;
   ValueKind kind = ValueKind::Raw;
   std::int64_t integer = 0;
-  std::string text;
-  bool textIsUtf8 = false;        // `text` is well-formed UTF-8
-  std::optional<Date> date;       // for the attributes Apple documents as dates, when text
-  std::vector<Attribute> fields;  // the records of a SET value, in file order
-  Bytes raw;                      // the OCTET STRING's contents, exactly
-  std::string problem;            // what is unlike Apple's documentation; empty when nothing
+  std::string_view text;              // the string's contents, a view of `raw`
+  bool textIsUtf8 = false;            // `text` is well-formed UTF-8
+  std::optional<Date> date;           // for the attributes Apple documents as dates, when text
+  std::vector<Attribute> fields;      // the records of a SET value, in file order
+  std::span<const std::uint8_t> raw;  // the OCTET STRING's contents, exactly, in Contents::payload
+  std::string problem;                // what is unlike Apple's documentation; empty when nothing
 
   // The first field of `fieldNumber`, or nullptr.
   const Attribute* Field(std::int64_t fieldNumber) const;
@@ -112,6 +119,9 @@ inline constexpr std::int64_t kPromotionalOfferId = 1721;
 
 // The payload: one SET of attribute records.
 struct Contents {
+  // The payload's bytes, a copy that the attributes' views point into, shared by every copy of
+  // these Contents; never changed once read.
+  std::shared_ptr<const Bytes> payload;
   Fact readable;                       // walked to its end as one SET of records
   std::vector<std::string> problems;   // each structural problem met, where it was met
   std::vector<Attribute> attributes;   // every top-level record, in file order

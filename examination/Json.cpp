@@ -52,7 +52,7 @@ void PutApple(Json& object, const Attribute* a, std::string_view name) {
     case ValueKind::Utf8String:
     case ValueKind::Ia5String:
       if (a->date && a->date->unixMillis) {
-        object[key] = a->date->utc;
+        object[key] = a->date->Utc();
         object[key + "_ms"] = std::to_string(*a->date->unixMillis);
       } else {
         object[key] = Text(a->text);
@@ -135,7 +135,7 @@ Json AttributeJson(const Attribute& a) {
   if (a.date) {
     Json d = Json::object();
     d["written"] = Text(a.date->written);
-    d["utc"] = a.date->utc;
+    d["utc"] = a.date->Utc();
     d["unix_ms"] = a.date->unixMillis ? Json(*a.date->unixMillis) : Json(nullptr);
     if (!a.date->problem.empty()) d["problem"] = a.date->problem;
     j["date"] = std::move(d);

@@ -8,9 +8,12 @@
 #include <openssl/objects.h>
 #include <openssl/x509v3.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include "examination/Internal.h"
@@ -92,24 +95,52 @@ std::string SignatureAlgorithm(const X509* x) {
   return oid;
 }
 
-Certificate Describe(X509* x, CertificateRole role, bool carried) {
+// SHA-256 as the provider gives it, fetched once: EVP_sha256() would be looked up again at each
+// use.
+const EVP_MD* Sha256() {
+  static const std::unique_ptr<EVP_MD, FreeWith<EVP_MD_free>> md(
+      EVP_MD_fetch(nullptr, "SHA256", nullptr));
+  return md ? md.get() : EVP_sha256();
+}
+
+// The RFC 2253 texts of the names of one chain, each written once: the issuer of a certificate
+// is the subject of the next one up, and a root is its own issuer. Names are the same when their
+// DER is; the certificates must outlive this.
+class NameTexts {
+ public:
+  std::string Of(const X509_NAME* name) {
+    const unsigned char* der = nullptr;
+    std::size_t length = 0;
+    if (X509_NAME_get0_der(name, &der, &length) != 1) return NameText(name);
+    const std::span<const unsigned char> bytes(der, length);
+    for (const auto& [known, text] : known_)
+      if (std::equal(known.begin(), known.end(), bytes.begin(), bytes.end())) return text;
+    known_.emplace_back(bytes, NameText(name));
+    return known_.back().second;
+  }
+
+ private:
+  std::vector<std::pair<std::span<const unsigned char>, std::string>> known_;
+};
+
+Certificate Describe(X509* x, CertificateRole role, bool carried, NameTexts& names) {
   Certificate c;
   c.role = role;
   c.carried = carried;
-  c.subject = NameText(X509_get_subject_name(x));
-  c.issuer = NameText(X509_get_issuer_name(x));
+  c.subject = names.Of(X509_get_subject_name(x));
+  c.issuer = names.Of(X509_get_issuer_name(x));
   c.subjectCommonName = CommonName(X509_get_subject_name(x));
   c.issuerCommonName = CommonName(X509_get_issuer_name(x));
   const ASN1_INTEGER* serial = X509_get0_serialNumber(x);
-  c.serial = text::Hex({ASN1_STRING_get0_data(serial),
-                        static_cast<std::size_t>(ASN1_STRING_length(serial))});
+  c.serial = text::Hex(
+      {ASN1_STRING_get0_data(serial), static_cast<std::size_t>(ASN1_STRING_length(serial))});
   if (ASN1_STRING_type(serial) == V_ASN1_NEG_INTEGER) c.serial.insert(c.serial.begin(), '-');
   c.notBefore = TimeText(X509_get0_notBefore(x));
   c.notAfter = TimeText(X509_get0_notAfter(x));
   c.signatureAlgorithm = SignatureAlgorithm(x);
   unsigned char md[EVP_MAX_MD_SIZE];
   unsigned int length = 0;
-  if (X509_digest(x, EVP_sha256(), md, &length) == 1)
+  if (X509_digest(x, Sha256(), md, &length) == 1)
     c.sha256Fingerprint = text::Hex({md, length}, ':');
   return c;
 }
@@ -133,6 +164,12 @@ Fact ExtensionFact(const X509* x, const KnownOid& oid, const char* meaning) {
   const bool has = oid.object && X509_get_ext_by_OBJ(x, oid.object.get(), -1) >= 0;
   return {has, Called(x) + (has ? " carries " : " does not carry ") + oid.text +
                    ", Apple's mark of " + meaning + " certificates"};
+}
+
+// The same certificate: the very object, as a chain holds those it took from the receipt, or
+// one of the same contents.
+bool Same(X509* a, X509* b) {
+  return a == b || X509_cmp(a, b) == 0;
 }
 
 bool SelfIssued(X509* x) {
@@ -263,9 +300,10 @@ void CheckSignature(PKCS7* p7, const TrustAnchor& anchor, std::optional<std::int
     const std::string why = "the signer's certificate is not in the receipt";
     s.content = s.chain = s.validAtCreation = s.validNow = s.signerExtension =
         s.intermediateExtension = {false, why};
+    NameTexts names;
     for (int i = 0; i < sk_X509_num(carried); ++i)
       report.certificates.push_back(
-          Describe(sk_X509_value(carried, i), CertificateRole::Other, true));
+          Describe(sk_X509_value(carried, i), CertificateRole::Other, true, names));
     Judge(anchor, false, report);
     return;
   }
@@ -334,6 +372,7 @@ void CheckSignature(PKCS7* p7, const TrustAnchor& anchor, std::optional<std::int
   s.intermediateExtension = ExtensionFact(intermediate, IntermediateOid(), "intermediate");
 
   // The chain from the signer up, then what else the receipt carries.
+  NameTexts names;
   for (std::size_t i = 0; i < chain.size(); ++i) {
     const CertificateRole role = i == 0 ? CertificateRole::Signer
                                  : i + 1 == chain.size() && SelfIssued(chain[i])
@@ -341,15 +380,15 @@ void CheckSignature(PKCS7* p7, const TrustAnchor& anchor, std::optional<std::int
                                      : CertificateRole::Intermediate;
     bool isCarried = false;
     for (int k = 0; !isCarried && k < sk_X509_num(carried); ++k)
-      isCarried = X509_cmp(chain[i], sk_X509_value(carried, k)) == 0;
-    report.certificates.push_back(Describe(chain[i], role, isCarried));
+      isCarried = Same(chain[i], sk_X509_value(carried, k));
+    report.certificates.push_back(Describe(chain[i], role, isCarried, names));
   }
   for (int k = 0; k < sk_X509_num(carried); ++k) {
     X509* x = sk_X509_value(carried, k);
     bool inChain = false;
     for (X509* c : chain)
-      inChain = inChain || X509_cmp(c, x) == 0;
-    if (!inChain) report.certificates.push_back(Describe(x, CertificateRole::Other, true));
+      inChain = inChain || Same(c, x);
+    if (!inChain) report.certificates.push_back(Describe(x, CertificateRole::Other, true, names));
   }
 
   Judge(anchor, IsStoreKit(signer), report);

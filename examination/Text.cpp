@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstring>
 
 namespace Examination::text {
 
@@ -75,12 +76,16 @@ bool Digits(std::string_view s, std::size_t& at, std::size_t count, unsigned& va
 }
 
 bool Char(std::string_view s, std::size_t& at, std::string_view oneOf) {
-  if (at >= s.size() || oneOf.find(s[at]) == std::string_view::npos) return false;
-  ++at;
-  return true;
+  if (at >= s.size()) return false;
+  for (const char c : oneOf)
+    if (s[at] == c) return ++at, true;
+  return false;
 }
 
-// `seconds` since 1970 and `millis` more, in UTC, with the milliseconds when `withFraction`.
+}  // namespace
+
+// `seconds` since 1970 and `fraction` milliseconds more, in UTC, with the milliseconds when
+// `withFraction`.
 std::string FormatUtcParts(std::int64_t seconds, unsigned fraction, bool withFraction) {
   const std::int64_t days = seconds >= 0 ? seconds / 86400 : -((-(seconds + 1)) / 86400) - 1;
   const auto daySeconds = static_cast<unsigned>(seconds - days * 86400);
@@ -97,8 +102,6 @@ std::string FormatUtcParts(std::int64_t seconds, unsigned fraction, bool withFra
   }
   return buffer;
 }
-
-}  // namespace
 
 std::string Hex(std::span<const std::uint8_t> bytes, char separator) {
   std::string out;
@@ -175,6 +178,12 @@ bool IsUtf8(std::string_view bytes) {
   std::size_t i = 0;
   const std::size_t n = bytes.size();
   while (i < n) {
+    // Runs of ASCII, what receipts mostly hold, eight bytes at a time.
+    for (std::uint64_t eight = 0; n - i >= 8; i += 8) {
+      std::memcpy(&eight, bytes.data() + i, 8);
+      if ((eight & 0x8080808080808080) != 0) break;
+    }
+    if (i == n) break;
     const auto c = static_cast<std::uint8_t>(bytes[i]);
     if (c < 0x80) {
       ++i;
@@ -270,7 +279,7 @@ Date ParseDate(std::string_view written) {
   const std::int64_t seconds = DaysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 +
                                second - offsetMinutes * 60;
   date.unixMillis = seconds * 1000 + millis;
-  date.utc = FormatUtcParts(seconds, millis, fraction);
+  date.fraction = fraction;
   return date;
 }
 
@@ -279,3 +288,15 @@ std::string FormatUtc(std::int64_t unixSeconds) {
 }
 
 }  // namespace Examination::text
+
+namespace Examination {
+
+std::string Date::Utc() const {
+  if (!unixMillis) return {};
+  // Floor division, so that an instant before 1970 keeps its milliseconds positive.
+  const std::int64_t ms = *unixMillis;
+  const std::int64_t seconds = ms >= 0 ? ms / 1000 : -((-ms + 999) / 1000);
+  return text::FormatUtcParts(seconds, static_cast<unsigned>(ms - seconds * 1000), fraction);
+}
+
+}  // namespace Examination

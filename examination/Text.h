@@ -30,10 +30,12 @@ bool IsUtf8(std::string_view bytes);
 std::string Quote(std::string_view bytes);
 
 // An RFC 3339 date and time: "2023-06-01T12:00:00Z", "2023-06-01T14:00:00+02:00" or
-// "+0200", with or without fractions of a second.
+// "+0200", with or without fractions of a second. The date's `written` is a view of `written`.
 Date ParseDate(std::string_view written);
 
 // Seconds since 1970 in UTC as "2023-06-01T12:00:00Z".
 std::string FormatUtc(std::int64_t unixSeconds);
+// The same with `fraction` milliseconds more, written as ".123" before the Z when `withFraction`.
+std::string FormatUtcParts(std::int64_t seconds, unsigned fraction, bool withFraction);
 
 }  // namespace Examination::text

@@ -5,6 +5,7 @@
 #include <QClipboard>
 #include <QDockWidget>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QMenu>
 #include <QMenuBar>
 #include <QScrollArea>
@@ -16,6 +17,7 @@
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/WindowHost.h"
 #include "platform/toolkit/DragItem.h"
+#include "window/Window1.h"
 
 namespace inspector {
 
@@ -24,8 +26,7 @@ namespace {
 // The file a receipt row was read from, behind a bundle's row the bundle's receipt.
 std::filesystem::path ReceiptPath(const toolkit::Ref<toolkit::FolderItem>& source) {
   const std::filesystem::path& path = source->Path();
-  if (path.filename().string().ends_with(".app"))
-    return path / "Contents" / "_MASReceipt" / "receipt";
+  if (Window1::IsBundleName(source->Name())) return path / "Contents" / "_MASReceipt" / "receipt";
   return path;
 }
 
@@ -46,7 +47,7 @@ QStringList ChooseFiles(QWidget* parent) {
   // A bundle is a folder: entering one chooses it, as it is what a person opens.
   QStringList bundle;
   QObject::connect(&dialog, &QFileDialog::directoryEntered, &dialog, [&](const QString& dir) {
-    if (!dir.endsWith(QLatin1String(".app"))) return;
+    if (!Window1::IsBundleName(QFileInfo(dir).fileName().toStdString())) return;
     bundle = {dir};
     static_cast<QDialog&>(dialog).done(QDialog::Accepted);
   });
@@ -86,6 +87,9 @@ Inspector::Inspector(qt::WindowHost& host, toolkit::Ref<toolkit::Window> window)
             [this](const QPoint& at) { ContextMenu(at); });
   }
   connect(dock_, &QDockWidget::visibilityChanged, this, [this] {
+    // A window that goes hides its children first, the host already gone but for its QWidget:
+    // with the window hidden there is nothing to follow.
+    if (!dock_->window()->isVisible()) return;
     show_->setChecked(!dock_->isHidden());
     Follow();
   });
@@ -202,7 +206,9 @@ void Inspector::Follow() {
   }
   const auto source = list->RowSource(top);
   if (IsReceipt(top)) {
-    pane_->Show(Examine(ReceiptPath(source)), machine_);
+    // Examine reads the machine's addresses the first time: it runs before they are handed on.
+    Examination::Report report = Examine(ReceiptPath(source));
+    pane_->Show(std::move(report), machine_);
     return;
   }
   if (!source) {
@@ -210,7 +216,7 @@ void Inspector::Follow() {
     return;
   }
   const QString row = qt::ShownText(list->Cell(top, 2).View());
-  if (source->Directory() && !source->Path().filename().string().ends_with(".app")) {
+  if (source->Directory() && !Window1::IsBundleName(source->Name())) {
     pane_->ShowMessage(QStringLiteral("%1: %2 is a folder. Drop a receipt file or an app bundle.")
                            .arg(row, FromUtf8(source->Path().string())));
     return;

@@ -14,6 +14,7 @@
 
 #include "examination/Recheck.h"
 #include "inspector/Purchases.h"
+#include "platform/qt/ToolTips.h"
 
 namespace inspector {
 
@@ -56,6 +57,7 @@ QTreeWidget* NewTable(QWidget* parent, const QString& name, const QStringList& h
   tree->setAlternatingRowColors(true);
   tree->setSelectionBehavior(QAbstractItemView::SelectRows);
   tree->header()->setStretchLastSection(true);
+  qt::FitToolTips(*tree);
   return tree;
 }
 
@@ -123,6 +125,7 @@ InspectorPane::InspectorPane(QWidget* parent)
   sorted_->setSortRole(Purchases::kSortRole);
   purchaseView_->setModel(sorted_);
   purchaseView_->setAccessibleName(QStringLiteral("Purchases"));
+  qt::FitToolTips(*purchaseView_);
   purchaseView_->setSortingEnabled(true);
   purchaseView_->sortByColumn(-1, Qt::AscendingOrder);
   purchaseView_->setSelectionBehavior(QAbstractItemView::SelectRows);

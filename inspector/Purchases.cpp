@@ -3,6 +3,7 @@
 #include <array>
 
 #include "inspector/Words.h"
+#include "platform/qt/ListItemModel.h"
 
 namespace inspector {
 
@@ -44,8 +45,8 @@ QString ValueText(const Examination::Attribute& a) {
       return QString::number(a.integer);
     case ValueKind::Utf8String:
     case ValueKind::Ia5String:
-      if (a.date && a.date->unixMillis) return FromUtf8(a.date->utc);
-      return a.textIsUtf8 ? FromUtf8(a.text) : RawText(a);
+      if (a.date && a.date->unixMillis) return FromUtf8(a.date->Utc());
+      return a.textIsUtf8 ? qt::ShownText(a.text) : RawText(a);
     case ValueKind::Set:
       return a.fields.size() == 1 ? QStringLiteral("1 field")
                                   : QStringLiteral("%1 fields").arg(a.fields.size());

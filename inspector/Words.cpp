@@ -11,7 +11,7 @@ namespace inspector {
 using Examination::Report;
 using Examination::Verdict;
 
-QString FromUtf8(const std::string& text) {
+QString FromUtf8(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 

@@ -6,6 +6,7 @@
 #include <QString>
 #include <filesystem>
 #include <functional>
+#include <string_view>
 #include <vector>
 
 #include "examination/Examination.h"
@@ -35,6 +36,6 @@ QString WhyNoReceipt(
     const std::filesystem::path& path,
     const std::function<Examination::Report(const std::filesystem::path&)>& examine);
 
-QString FromUtf8(const std::string& text);
+QString FromUtf8(std::string_view text);
 
 }  // namespace inspector

@@ -142,6 +142,8 @@ Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file, const LibCrypto& lib) {
   PKCS7* outer = nullptr;
   {
     StreamCloser closer{stream};
+    // The size that the opening found: a file too large to be a receipt is not read at all.
+    if (stream->Length() > kLargestReceipt) return nullptr;
     auto* fp =
         reinterpret_cast<std::FILE*>(stream->Handle(toolkit::BinaryStream::HandleTypeFilePointer));
     if (fp == nullptr) return nullptr;

@@ -61,13 +61,17 @@ std::optional<std::vector<Ref<Dictionary>>> parse(const std::uint8_t* data, std:
 std::optional<std::vector<Ref<Dictionary>>> parse(const std::uint8_t* data, std::int64_t size,
                                                   const LibCrypto& lib);
 
-// The attributes of a receipt file, or nil when the file gives none: nil or missing file,
-// a file that can't be opened, isn't PKCS#7 signed data around data, has an empty payload,
-// or a payload of no or of several attribute SETs. Raises NilObjectException when the
-// payload is not an attribute set (parse refused it, as it does when ASN1_get_object can't be
-// resolved) and FunctionNotFoundException when another library function can't be resolved. The
-// stream is closed and the container freed before anything is returned or raised; the caller owns
-// the result.
+// The largest file that is read as a receipt: 64 MiB, hundreds of times the largest receipt the
+// store writes. A larger file is no receipt, and nothing of it is read.
+inline constexpr std::int64_t kLargestReceipt = std::int64_t{64} << 20;
+
+// The attributes of a receipt file, or nil when the file gives none: nil or missing file, a
+// file that can't be opened or is larger than kLargestReceipt, isn't PKCS#7 signed data around
+// data, has an empty payload, or a payload of no or of several attribute SETs. Raises
+// NilObjectException when the payload is not an attribute set (parse refused it, as it does when
+// ASN1_get_object can't be resolved) and FunctionNotFoundException when another library function
+// can't be resolved. The stream is closed and the container freed before anything is returned or
+// raised; the caller owns the result. Safe to call from several threads at once.
 Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file);
 Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file, const LibCrypto& lib);
 

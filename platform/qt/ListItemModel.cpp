@@ -1,8 +1,8 @@
 #include "platform/qt/ListItemModel.h"
 
 #include <QElapsedTimer>
-#include <QTextDocument>
 #include <QTimerEvent>
+#include <algorithm>
 
 namespace qt {
 
@@ -78,53 +78,81 @@ bool ListItemModel::hasChildren(const QModelIndex& parent) const {
   return row >= 0 && (list_->RowIsFolder(row) || ShownChildren(row) > 0);
 }
 
-QString ShownText(std::string_view bytes) {
-  QString text = QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
-  for (QChar& c : text) {
-    const char16_t u = c.unicode();
-    if (u == u'\n')
-      c = QChar(0x21B5);  // ↵
-    else if (u < 0x20)
-      c = QChar(0x2400 + u);  // the control pictures, ␀ to ␟
-    else if (u == 0x7F)
-      c = QChar(0x2421);  // ␡
-    else if (u >= 0x80 && u < 0xA0)
-      c = QChar::ReplacementCharacter;  // C1 controls have no pictures
-  }
-  return text;
-}
-
 namespace {
 
-// A tooltip for a cell's shown text: escaped, so that Qt never takes a value for markup (an
-// <img> would make it load a file), and with a place to break in every long run of
-// characters, so that a long value without spaces wraps inside the screen.
-QString ToolTip(const QString& shown) {
-  if (shown.isEmpty()) return {};
-  constexpr int kLongestRun = 32;
-  QString breakable;
-  breakable.reserve(shown.size() + shown.size() / kLongestRun);
-  int run = 0;
-  for (const QChar c : shown) {
-    breakable += c;
-    run = c.isSpace() ? 0 : run + 1;
-    if (run >= kLongestRun && !c.isHighSurrogate()) {
-      breakable += QChar(0x200B);  // zero width space
-      run = 0;
-    }
+// The mark of a character that orders text by direction rather than showing as itself: its
+// abbreviation between single angle quotes, or null for any other character. Such a character
+// would reorder the rest of the cell ("abc", U+202E, "txt.exe" reads "abc exe.txt"), so that
+// a name could pass for another.
+const char* DirectionMark(char16_t u) {
+  switch (u) {
+    case 0x061C:
+      return "\u2039ALM\u203A";
+    case 0x200E:
+      return "\u2039LRM\u203A";
+    case 0x200F:
+      return "\u2039RLM\u203A";
+    case 0x202A:
+      return "\u2039LRE\u203A";
+    case 0x202B:
+      return "\u2039RLE\u203A";
+    case 0x202C:
+      return "\u2039PDF\u203A";
+    case 0x202D:
+      return "\u2039LRO\u203A";
+    case 0x202E:
+      return "\u2039RLO\u203A";
+    case 0x2066:
+      return "\u2039LRI\u203A";
+    case 0x2067:
+      return "\u2039RLI\u203A";
+    case 0x2068:
+      return "\u2039FSI\u203A";
+    case 0x2069:
+      return "\u2039PDI\u203A";
+    default:
+      return nullptr;
   }
-  return Qt::convertFromPlainText(breakable, Qt::WhiteSpaceNormal);
+}
+
+// Whether a character of a cell is shown as a mark rather than as itself.
+bool Marked(char16_t u) {
+  return u < 0x20 || (u >= 0x7F && u < 0xA0) || u == 0x2028 || u == 0x2029 ||
+         DirectionMark(u) != nullptr;
 }
 
 }  // namespace
+
+QString ShownText(std::string_view bytes) {
+  QString text = QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
+  if (std::none_of(text.cbegin(), text.cend(), [](QChar c) { return Marked(c.unicode()); }))
+    return text;
+  QString shown;
+  shown.reserve(text.size() + 8);
+  for (const QChar c : text) {
+    const char16_t u = c.unicode();
+    if (u == u'\n' || u == 0x2028 || u == 0x2029)
+      shown += QChar(0x21B5);  // ↵, also for the line and paragraph separators
+    else if (u < 0x20)
+      shown += QChar(0x2400 + u);  // the control pictures, ␀ to ␟
+    else if (u == 0x7F)
+      shown += QChar(0x2421);  // ␡
+    else if (u >= 0x80 && u < 0xA0)
+      shown += QChar::ReplacementCharacter;  // C1 controls have no pictures
+    else if (const char* mark = DirectionMark(u))
+      shown += QString::fromUtf8(mark);
+    else
+      shown += c;
+  }
+  return shown;
+}
 
 QVariant ListItemModel::data(const QModelIndex& index, int role) const {
   if (role != Qt::DisplayRole && role != Qt::ToolTipRole && role != Qt::AccessibleTextRole)
     return {};
   const std::int64_t row = ListRow(index);
   if (row < 0 || index.column() >= list_->ColumnCount()) return {};
-  const QString shown = ShownText(list_->Cell(row, index.column()).View());
-  return role == Qt::ToolTipRole ? ToolTip(shown) : shown;
+  return ShownText(list_->Cell(row, index.column()).View());
 }
 
 QVariant ListItemModel::headerData(int section, Qt::Orientation orientation, int role) const {
@@ -165,8 +193,27 @@ void ListItemModel::RowsInserted(std::int64_t first, std::int64_t count) {
     CatchUp();
 }
 
+void ListItemModel::EventEnded() {
+  // A list this long takes Qt a noticeable time to lay out; the interval keeps that time at a
+  // small share of the event loop's, however long the list grows.
+  constexpr std::int64_t kLongList = 2000;
+  constexpr qint64 kLeastIntervalMs = 100, kMsPerRows = 100;
+  const std::int64_t topRows = list_->ChildCount(-1);
+  if (heldCount_ > 0 && heldParent_ == 0 && topRows >= kLongList && caughtUp_.isValid()) {
+    const qint64 interval = std::max(kLeastIntervalMs, topRows / kMsPerRows);
+    const qint64 since = caughtUp_.elapsed();
+    if (since < interval) {
+      if (!catchUp_.isActive()) catchUp_.start(static_cast<int>(interval - since), this);
+      return;
+    }
+  }
+  CatchUp();
+}
+
 void ListItemModel::CatchUp() {
+  catchUp_.stop();
   if (heldCount_ == 0) return;
+  caughtUp_.start();
   const std::int64_t parent = heldParent_ == 0 ? -1 : list_->RowOfId(heldParent_);
   const auto last = static_cast<int>(list_->ChildCount(parent) - 1);
   // Qt still sees the rows as they were until it has been told what comes.
@@ -200,6 +247,10 @@ void ListItemModel::RowsRemoved(std::int64_t first, std::int64_t count) {
 }
 
 void ListItemModel::timerEvent(QTimerEvent* event) {
+  if (event->timerId() == catchUp_.timerId()) {
+    CatchUp();
+    return;
+  }
   if (event->timerId() != leave_.timerId()) {
     QAbstractItemModel::timerEvent(event);
     return;

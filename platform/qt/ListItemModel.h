@@ -2,6 +2,7 @@
 
 #include <QAbstractItemModel>
 #include <QBasicTimer>
+#include <QElapsedTimer>
 #include <cstdint>
 #include <functional>
 #include <string_view>
@@ -12,9 +13,10 @@
 
 namespace qt {
 
-// A cell's bytes as the list shows them: a byte that is not UTF-8 as U+FFFD, and a control
-// character as a visible mark ("↵" for a line end), so that a row stays one line and two names
-// that differ only there look different.
+// A cell's bytes as the list shows them: a byte that is not UTF-8 as U+FFFD, a control
+// character as a visible mark ("↵" for a line end), and a character that sets the direction of
+// the text as its abbreviation ("‹RLO›"), not applied. So a row stays one line, reads in the
+// order of its bytes, and two names that differ only there look different.
 QString ShownText(std::string_view bytes);
 
 // A Qt item model over the toolkit's ListModel, which stays the one store of rows and cells and
@@ -22,7 +24,10 @@ QString ShownText(std::string_view bytes);
 //
 // While an event runs (EventScope), the rows that the list adds reach Qt at its end, as one
 // insertion for each run of rows with one parent; until then Qt sees the list as it was. Any
-// other change, and opening a row that Qt hasn't yet seen, brings Qt up to date first.
+// other change, and opening a row that Qt hasn't yet seen, brings Qt up to date first. Qt's
+// tree lays out all of a list's top-level rows again at each insertion there, so in a long list
+// rows that events keep adding at its end (a long drop, read turn after turn) reach Qt a few
+// times a second rather than at the end of each event.
 //
 // The tags of rows that go are let go later, a few milliseconds' worth at each turn of the
 // event loop: clearing a list of many receipts then takes no longer than a frame, and their
@@ -36,6 +41,8 @@ class ListItemModel final : public QAbstractItemModel,
 
   // How many tags of removed rows are still to be let go.
   std::size_t Leaving() const { return leaving_.size(); }
+  // Tells Qt of the rows held back, now.
+  void CatchUp();
 
   // The row of the list that `index` stands for, or -1.
   std::int64_t ListRow(const QModelIndex& index) const;
@@ -50,8 +57,8 @@ class ListItemModel final : public QAbstractItemModel,
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
   bool hasChildren(const QModelIndex& parent = {}) const override;
-  // Display, accessible text and tooltip: the cell's ShownText, the tooltip as escaped plain
-  // text that wraps.
+  // Display, accessible text and tooltip: the cell's ShownText, plain. A view shows the
+  // tooltip as the text it is through FitToolTips.
   QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
   QVariant headerData(int section, Qt::Orientation orientation,
                       int role = Qt::DisplayRole) const override;
@@ -70,11 +77,9 @@ class ListItemModel final : public QAbstractItemModel,
   void LayoutChanged() override;
   void RowChanged(std::int64_t row) override;
   void VisibilityChanged(bool visible) override;
-  void EventEnded() override { CatchUp(); }
+  void EventEnded() override;
   void timerEvent(QTimerEvent* event) override;
 
-  // Tells Qt of the rows held back.
-  void CatchUp();
   bool HeldBack(std::int64_t row) const {
     return row >= heldFirst_ && row < heldFirst_ + heldCount_;
   }
@@ -91,6 +96,8 @@ class ListItemModel final : public QAbstractItemModel,
   bool resetting_ = false;
   std::vector<toolkit::Variant> leaving_;  // tags of rows that have gone
   QBasicTimer leave_;
+  QBasicTimer catchUp_;     // rows held back at the end of a long list, until it strikes
+  QElapsedTimer caughtUp_;  // since Qt was last told of rows
 };
 
 }  // namespace qt

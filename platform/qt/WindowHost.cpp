@@ -5,20 +5,24 @@
 #include <QClipboard>
 #include <QCloseEvent>
 #include <QGuiApplication>
+#include <QHBoxLayout>
 #include <QHeaderView>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QScreen>
 #include <QStyleOptionFrame>
 #include <QStyledItemDelegate>
+#include <QToolButton>
 #include <QUrl>
+#include <QWindow>
 #include <algorithm>
 #include <filesystem>
-#include <optional>
 
 #include "platform/qt/QtDesktop.h"
+#include "platform/qt/ToolTips.h"
 #include "platform/toolkit/Desktop.h"
 #include "platform/toolkit/DragItem.h"
 
@@ -49,10 +53,31 @@ toolkit::Ref<toolkit::FolderItem> LocalFile(const QUrl& url) {
   const QString host = url.host();
   if (!host.isEmpty() && host.compare(QStringLiteral("localhost"), Qt::CaseInsensitive) != 0)
     return nullptr;
-  const QByteArray path = QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
-  if (path.isEmpty() || path.contains('\0')) return nullptr;
-  return toolkit::Ref<toolkit::FolderItem>::New(
-      std::filesystem::path(std::string(path.constData(), static_cast<std::size_t>(path.size()))));
+  // Fully encoded, the path is ASCII; its escapes are decoded here in the one pass that copies
+  // it, since a long drop makes this for each of its files while the window waits.
+  const QString encoded = url.path(QUrl::FullyEncoded);
+  std::string path;
+  path.reserve(static_cast<std::size_t>(encoded.size()));
+  const auto hex = [](char16_t c) {
+    if (c >= u'0' && c <= u'9') return c - u'0';
+    if (c >= u'A' && c <= u'F') return c - u'A' + 10;
+    if (c >= u'a' && c <= u'f') return c - u'a' + 10;
+    return -1;
+  };
+  const qsizetype n = encoded.size();
+  for (qsizetype i = 0; i < n; ++i) {
+    const char16_t c = encoded[i].unicode();
+    const int high = c == u'%' && i + 2 < n ? hex(encoded[i + 1].unicode()) : -1;
+    const int low = high >= 0 ? hex(encoded[i + 2].unicode()) : -1;
+    if (low >= 0) {
+      path += static_cast<char>(high * 16 + low);
+      i += 2;
+    } else {
+      path += static_cast<char>(c);
+    }
+  }
+  if (path.empty() || path.find('\0') != std::string::npos) return nullptr;
+  return toolkit::Ref<toolkit::FolderItem>::New(std::filesystem::path(std::move(path)));
 }
 
 // The files of one drop: the local files of its URLs, in order, each item as it is (a link
@@ -64,19 +89,6 @@ std::vector<toolkit::Ref<toolkit::FolderItem>> DroppedFiles(const QList<QUrl>& u
     items.push_back(LocalFile(url));
   return items;
 }
-
-// A drop of more items than this holds the window long enough for a person to wonder.
-constexpr qsizetype kLongDrop = 200;
-
-// The busy pointer over the program's windows while it lives. Qt sends it to the screen at
-// once, so that it shows while the program keeps the event loop waiting.
-class BusyPointer {
- public:
-  BusyPointer() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
-  ~BusyPointer() { QGuiApplication::restoreOverrideCursor(); }
-  BusyPointer(const BusyPointer&) = delete;
-  BusyPointer& operator=(const BusyPointer&) = delete;
-};
 
 // The toolkit's key text for a Qt key event: Chr(8) for Backspace, Chr(127) for Delete, the
 // typed text otherwise, which is empty for a key that types nothing.
@@ -121,8 +133,18 @@ class ListTreeView final : public QTreeView {
 
 }  // namespace
 
+QSize OpeningSize(QSize wanted, QSize available, QSize minimum) {
+  if (available.isEmpty()) return wanted;
+  return wanted.boundedTo(available).expandedTo(minimum);
+}
+
 WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
-    : QMainWindow(parent), window_(std::move(window)), area_(new QWidget(this)) {
+    : QMainWindow(parent),
+      window_(std::move(window)),
+      area_(new QWidget(this)),
+      progress_(new QWidget(area_)),
+      progressText_(new QLabel(progress_)),
+      stop_(new QToolButton(progress_)) {
   const toolkit::WindowProperties& p = window_->Properties();
   // Type 0 is a plain document window; the toolkit's other kinds are dialogs of some sort.
   Qt::WindowFlags flags = (p.Type == 0 ? Qt::Window : Qt::Dialog) | Qt::CustomizeWindowHint |
@@ -148,6 +170,7 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
       view_->setObjectName(ToQString(name));
       view_->setAccessibleName(QStringLiteral("Receipts"));
       view_->setModel(model_);
+      FitToolTips(*view_);
       view_->setSelectionMode(d.RowSelectionType == 0 ? QAbstractItemView::SingleSelection
                                                       : QAbstractItemView::ExtendedSelection);
       view_->setSelectionBehavior(QAbstractItemView::SelectRows);
@@ -192,32 +215,28 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
       connect(view_, &QTreeView::expanded, this, [this](const QModelIndex& index) {
         const std::int64_t row = model_->ListRow(index);
         if (row >= 0) Guard([&] { model_->List()->Expanded(row, true); });
+        RevealOpened(index);
       });
       connect(view_, &QTreeView::collapsed, this, [this](const QModelIndex& index) {
         const std::int64_t row = model_->ListRow(index);
         if (row >= 0) Guard([&] { model_->List()->Expanded(row, false); });
       });
       model_->OnVisibility = [this](bool visible) { view_->setVisible(visible); };
-      // A row that the program opens or closes shows so in the view; one that it opens is
-      // scrolled into view with its children, once they are there.
+      // The rows of a drop that is read after its event come later: the first of them are
+      // scrolled into view as they come.
+      connect(model_, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex& under) {
+        if (revealFrom_ < 0 || under.isValid()) return;
+        const std::int64_t first = revealFrom_;
+        revealFrom_ = -1;
+        Reveal(first, model_->List()->ListCount() - 1);
+      });
+      // A row that the program opens or closes shows so in the view, which tells of the opening
+      // as of one by the person: the row comes into view with its children.
       model_->OnRowChanged = [this](std::int64_t row) {
         const QModelIndex index = model_->IndexOf(row);
         const bool open = model_->List()->Expanded(row);
         if (!index.isValid() || view_->isExpanded(index) == open) return;
         view_->setExpanded(index, open);
-        if (!open) return;
-        QMetaObject::invokeMethod(
-            this,
-            [this, opened = QPersistentModelIndex(index)] {
-              const std::int64_t r = model_->ListRow(opened);
-              if (r < 0) return;
-              const auto& rows = model_->List();
-              std::int64_t last = r;
-              while (last + 1 < rows->ListCount() && rows->RowDepth(last + 1) > rows->RowDepth(r))
-                ++last;
-              Reveal(r, last);
-            },
-            Qt::QueuedConnection);
       };
       controls.push_back({{view_, d}, list->Visible()});
     } else if (const auto label = control.As<QtLabel>()) {
@@ -236,11 +255,39 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
     c.widget->setVisible(visible);
     placed_.push_back(c);
   }
+  // The strip of the window's progress: the text, and the button that stops the work.
+  progress_->setObjectName(QStringLiteral("Progress"));
+  progress_->setAccessibleName(QStringLiteral("Progress"));
+  progress_->setAutoFillBackground(true);
+  auto* strip = new QHBoxLayout(progress_);
+  strip->setContentsMargins(6, 0, 2, 0);
+  strip->setSpacing(8);
+  progressText_->setObjectName(QStringLiteral("ProgressText"));
+  progressText_->setAccessibleDescription(QStringLiteral("Progress"));
+  strip->addWidget(progressText_, 1);
+  stop_->setObjectName(QStringLiteral("Stop"));
+  stop_->setText(QStringLiteral("Stop"));
+  stop_->setAccessibleName(QStringLiteral("Stop"));
+  stop_->setAccessibleDescription(QStringLiteral("Stops reading; the rows already added stay"));
+  stop_->setToolTip(QStringLiteral("Stop reading (Esc)"));
+  stop_->setAutoRaise(true);
+  stop_->setFocusPolicy(Qt::NoFocus);  // Tab goes through the window's own controls
+  strip->addWidget(stop_);
+  connect(stop_, &QToolButton::clicked, this, [this] { Guard([&] { window_->RaiseStopWork(); }); });
+  progress_->hide();
+  window_->OnProgress = [this] { ShowProgress(); };
+
   BuildMenus();
   menuBar()->setVisible(p.MenuBarVisible);
-  // The design's size is that of the window's content, below the menu bar.
+  // The design's size is that of the window's content, below the menu bar; a screen with less
+  // room (a small one, or one scaled up) gets a window that fits it, frame and all, the content
+  // smaller. The frame is known here where the platform draws it; a window manager's frame is
+  // known only once the window is up, and the manager keeps it on the screen.
   const int menuHeight = p.MenuBarVisible ? menuBar()->sizeHint().height() : 0;
-  resize(static_cast<int>(p.Width), static_cast<int>(p.Height) + menuHeight);
+  winId();
+  const QMargins frame = windowHandle()->frameMargins();
+  resize(OpeningSize(QSize(static_cast<int>(p.Width), static_cast<int>(p.Height) + menuHeight),
+                     screen()->availableGeometry().size().shrunkBy(frame), minimumSize()));
   if (!p.Resizeable) setFixedSize(size());
   // At its default location the window manager places the window; any other asks for the
   // middle of the screen, which the window manager may still overrule.
@@ -249,7 +296,9 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
   if (p.Visible) show();
 }
 
-WindowHost::~WindowHost() = default;
+WindowHost::~WindowHost() {
+  window_->OnProgress = nullptr;  // the window may outlive its host
+}
 
 void WindowHost::BuildMenus() {
   const auto bar = window_->MenuBar();
@@ -319,7 +368,14 @@ void WindowHost::closeEvent(QCloseEvent* event) {
   event->accept();
 }
 
+bool WindowHost::StopKey(const QKeyEvent& event) {
+  if (event.key() != Qt::Key_Escape || event.modifiers() != Qt::NoModifier || !window_->Working())
+    return false;
+  return Guard([&] { return window_->RaiseStopWork(); });
+}
+
 void WindowHost::keyPressEvent(QKeyEvent* event) {
+  if (StopKey(*event)) return;
   const bool served = Guard([&] { return window_->RaiseKeyDown(KeyText(*event)); });
   if (!served) QMainWindow::keyPressEvent(event);
 }
@@ -344,7 +400,44 @@ void WindowHost::PlaceControls() {
     if (d.LockBottom) (d.LockTop ? height : top) += dy;
     c.widget->setGeometry(left, top, std::max(width, 0), std::max(height, 0));
   }
+  // The progress takes the strip below the list, or, when that is too low for a line of text,
+  // as much of the window's bottom as it needs.
+  const int listBottom = view_ ? view_->geometry().bottom() + 1 : area_->height();
+  const int height = std::max(area_->height() - listBottom, progress_->sizeHint().height());
+  progress_->setGeometry(0, area_->height() - height, area_->width(), height);
   ApplyColumnWidths();
+}
+
+void WindowHost::ShowProgress() {
+  const bool working = window_->Working();
+  const QString text = ToQString(window_->ProgressText());
+  // The rows added in the turn that ends the work are shown right after it, however long the
+  // list; a drop that gave no row forgets its reveal only then.
+  if (!working && model_) {
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+          model_->CatchUp();
+          if (!window_->Working()) revealFrom_ = -1;
+        },
+        Qt::QueuedConnection);
+  }
+  if (progressText_->text() != text) progressText_->setText(text);
+  const bool shown = working && !text.isEmpty();
+  if (shown != progress_->isVisible()) {
+    progress_->setVisible(shown);
+    if (shown) {
+      PlaceControls();
+      progress_->raise();
+    }
+  }
+  if (view_) {
+    // The list takes clicks and keys while it fills; the pointer says that work goes on.
+    if (working)
+      view_->viewport()->setCursor(Qt::BusyCursor);
+    else
+      view_->viewport()->unsetCursor();
+  }
 }
 
 void WindowHost::ApplyColumnWidths() {
@@ -372,6 +465,21 @@ void WindowHost::Reveal(std::int64_t first, std::int64_t last) {
   const QModelIndex start = model_->IndexOf(first);
   if (end.isValid()) view_->scrollTo(end);
   if (start.isValid()) view_->scrollTo(start);
+}
+
+void WindowHost::RevealOpened(const QModelIndex& index) {
+  QMetaObject::invokeMethod(
+      this,
+      [this, opened = QPersistentModelIndex(index)] {
+        const std::int64_t r = model_->ListRow(opened);
+        if (r < 0 || !model_->List()->Expanded(r)) return;
+        const auto& rows = model_->List();
+        std::int64_t last = r;
+        while (last + 1 < rows->ListCount() && rows->RowDepth(last + 1) > rows->RowDepth(r))
+          ++last;
+        Reveal(r, last);
+      },
+      Qt::QueuedConnection);
 }
 
 bool WindowHost::TakesDrop(const QList<QUrl>& urls) const {
@@ -403,18 +511,18 @@ void WindowHost::Drop(QDropEvent* event) {
     return;
   }
   event->acceptProposedAction();
-  // The drop runs to its end before the window paints again; the rows show all at once then.
-  std::optional<BusyPointer> busy;
-  if (urls.size() > kLongDrop) busy.emplace();
   toolkit::FileDragItem item(DroppedFiles(urls));
   QtDesktop* desktop = QtDesktop::Current();
   if (desktop) desktop->EventModifiers(event->modifiers());
   const std::int64_t before = model_ ? model_->List()->ListCount() : 0;
   Guard([&] { window_->RaiseDropObject(item, 0); });
   if (desktop) desktop->EventModifiers(std::nullopt);
-  // The rows of a drop come at the end of the list, which may be long.
-  if (model_ && model_->List()->ListCount() > before)
+  // The rows of a drop come at the end of the list, which may be long: now, or as they are read.
+  if (!model_) return;
+  if (model_->List()->ListCount() > before)
     Reveal(before, model_->List()->ListCount() - 1);
+  else if (window_->Working() && revealFrom_ < 0)
+    revealFrom_ = before;
 }
 
 void WindowHost::dragEnterEvent(QDragEnterEvent* event) {
@@ -448,6 +556,7 @@ bool WindowHost::eventFilter(QObject* watched, QEvent* event) {
   }
   if (view_ && watched == view_ && event->type() == QEvent::KeyPress) {
     auto* key = static_cast<QKeyEvent*>(event);
+    if (StopKey(*key)) return true;
     const toolkit::String text = KeyText(*key);
     const bool served = Guard([&] { return model_->List()->RaiseKeyDown(text); });
     if (served) return true;

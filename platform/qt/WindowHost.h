@@ -10,10 +10,17 @@
 class QAction;
 class QDragMoveEvent;
 class QDropEvent;
+class QLabel;
 class QMenu;
+class QToolButton;
 class QUrl;
 
 namespace qt {
+
+// The size at which a window whose design asks for `wanted` opens, on a screen with `available`
+// room for windows: `wanted` where it fits, else no larger than the room, and never below
+// `minimum`. A screen that tells no room (0 by 0) takes `wanted` as it is.
+QSize OpeningSize(QSize wanted, QSize available, QSize minimum);
 
 // The Qt window of a toolkit::Window: its controls laid out by their design and lock
 // properties, its menu bar, drops of local files, keys, and closing. An exception that leaves
@@ -21,6 +28,10 @@ namespace qt {
 //
 // The window's design properties become the window's flags, sizes, place and state; those of
 // the list become the view's. The README lists the few that mean nothing on this desktop.
+//
+// While the window works between events (a long drop being read), a strip across the bottom of
+// the window, over the controls' own strip below the list, shows its progress text with a Stop
+// button; Esc stops too. The list doesn't move for it.
 class WindowHost final : public QMainWindow {
  public:
   // Shares `window` for as long as the host lives, and makes the widgets of its controls and
@@ -36,6 +47,11 @@ class WindowHost final : public QMainWindow {
   // The item model behind ListView, or null with it. The host owns it; the rows stay the
   // list's.
   ListItemModel* ItemModel() const { return model_; }
+  // The strip that shows the window's progress, its text, and its Stop button. The host owns
+  // them.
+  QWidget* ProgressStrip() const { return progress_; }
+  QLabel* ProgressLabel() const { return progressText_; }
+  QToolButton* StopButton() const { return stop_; }
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -66,11 +82,18 @@ class WindowHost final : public QMainWindow {
   void ApplyColumnWidths();
   // Scrolls the list so that its rows `first` to `last` show: as many as fit, `first` always.
   void Reveal(std::int64_t first, std::int64_t last);
+  // Once the row at `index` has opened, by the person or by the program, scrolls its children
+  // into view below it, as many as fit, the row itself always.
+  void RevealOpened(const QModelIndex& index);
   // Whether the window takes a drop of `urls`: it takes drops and one of them is a local file.
   bool TakesDrop(const QList<QUrl>& urls) const;
   // Accepts or ignores a drag that enters or moves over the window.
   void Drag(QDragMoveEvent* event);
   void Drop(QDropEvent* event);
+  // Shows what the window says of its work, in the strip and the pointer over the list.
+  void ShowProgress();
+  // Esc while the window works stops the work; true when it did.
+  bool StopKey(const QKeyEvent& event);
 
   toolkit::Ref<toolkit::Window> window_;
   QWidget* area_;
@@ -81,6 +104,12 @@ class WindowHost final : public QMainWindow {
   bool widthsByUser_ = false;
   bool applyingWidths_ = false;
   bool dragTaken_ = false;  // whether the drag over the window now would be taken
+  QWidget* progress_;
+  QLabel* progressText_;
+  QToolButton* stop_;
+  // The first row of a drop whose rows have yet to come, to be scrolled into view when they
+  // do; -1 for none.
+  std::int64_t revealFrom_ = -1;
 };
 
 }  // namespace qt

@@ -33,7 +33,8 @@ fs::path WithoutEndSeparators(fs::path path) {
   std::size_t end = bytes.size();
   while (end > 1 && bytes[end - 1] == '/')
     --end;
-  return end == bytes.size() ? path : fs::path(bytes.substr(0, end));
+  if (end == bytes.size()) return path;  // moved out, not copied
+  return fs::path(bytes.substr(0, end));
 }
 
 }  // namespace
@@ -220,7 +221,7 @@ Ref<BinaryStream> BinaryStream::Open(const Ref<FolderItem>& file, bool readWrite
       std::clamp(static_cast<std::size_t>(st.st_size), std::size_t{BUFSIZ}, kLargestBuffer);
   auto buffer = std::make_unique_for_overwrite<char[]>(size);
   std::setvbuf(f, buffer.get(), _IOFBF, size);
-  return Ref<BinaryStream>::New(f, std::move(buffer));
+  return Ref<BinaryStream>::New(f, std::move(buffer), static_cast<std::int64_t>(st.st_size));
 }
 
 std::uintptr_t BinaryStream::Handle(int type) const {

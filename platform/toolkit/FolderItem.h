@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -89,9 +90,10 @@ class BinaryStream : public Object {
   static Ref<BinaryStream> Open(const Ref<FolderItem>& file, bool readWrite = false);
 
   // `buffer`, when given, is the buffer that `file` was set to use; it goes when the file is
-  // closed.
-  explicit BinaryStream(std::FILE* file, std::unique_ptr<char[]> buffer = nullptr)
-      : file_(file), buffer_(std::move(buffer)) {
+  // closed. `length` is the file's size in bytes when it was opened.
+  explicit BinaryStream(std::FILE* file, std::unique_ptr<char[]> buffer = nullptr,
+                        std::int64_t length = 0)
+      : file_(file), buffer_(std::move(buffer)), length_(length) {
     if (file_ != nullptr) ++openStreams_;  // Close only counts down a stream that was open
   }
   ~BinaryStream() override { Close(); }
@@ -102,15 +104,20 @@ class BinaryStream : public Object {
   std::uintptr_t Handle(int type) const;
   void Close();
   bool IsOpen() const { return file_ != nullptr; }
+  // The size of the file in bytes as Open found it, before anything was read; it stays when the
+  // stream is closed.
+  std::int64_t Length() const { return length_; }
 
-  // How many streams are open in this process; tests use it to prove that every stream a
-  // reader opened was closed.
-  static std::int64_t OpenStreams() { return openStreams_; }
+  // How many streams are open in this process, on any thread; tests use it to prove that every
+  // stream a reader opened was closed.
+  static std::int64_t OpenStreams() { return openStreams_.load(); }
 
  private:
   std::FILE* file_;
   std::unique_ptr<char[]> buffer_;
-  static inline std::int64_t openStreams_ = 0;
+  std::int64_t length_;
+  // Streams are opened and closed on the threads that read drops, all at once.
+  static inline std::atomic<std::int64_t> openStreams_ = 0;
 };
 
 }  // namespace toolkit

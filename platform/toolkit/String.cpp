@@ -1,5 +1,6 @@
 #include "platform/toolkit/String.h"
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <clocale>
@@ -71,6 +72,14 @@ String Right(const String& text, std::int64_t count) {
   const std::int64_t length = Len(text);
   if (count >= length) return text;
   return Slice(text, ByteOffsetOfChar(text.View(), length - count), text.LenB());
+}
+
+bool EqualFoldingASCIICase(const String& a, const String& b) {
+  const auto lower = [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  };
+  return std::equal(a.View().begin(), a.View().end(), b.View().begin(), b.View().end(),
+                    [&](char x, char y) { return lower(x) == lower(y); });
 }
 
 String Mid(const String& text, std::int64_t start) {

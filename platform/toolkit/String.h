@@ -65,6 +65,9 @@ std::int64_t Len(const String& text);
 String Left(const String& text, std::int64_t count);
 // The last `count` characters; all of the text if it is shorter; empty for count <= 0.
 String Right(const String& text, std::int64_t count);
+// Whether `a` and `b` hold the same bytes when the letters A to Z are taken for a to z. Every
+// other byte compares as it is; `==` stays case-sensitive.
+bool EqualFoldingASCIICase(const String& a, const String& b);
 // From character `start` (counted from 1) to the end. A start below 1 counts as 1.
 String Mid(const String& text, std::int64_t start);
 // `count` characters from character `start` (counted from 1).

@@ -74,6 +74,22 @@ bool Window::RaiseDropObject(DragItem& obj, int action) {
   return true;
 }
 
+bool Window::RaiseStopWork() {
+  if (!working_) return false;
+  Event_StopWork();
+  return true;
+}
+
+void Window::Progress(bool working, const String& text) {
+  if (working == working_ && text == progressText_) return;
+  working_ = working;
+  progressText_ = text;
+  if (OnProgress) {
+    const auto listener = OnProgress;  // a copy: the listener may set another
+    listener();
+  }
+}
+
 namespace {
 
 void ResetEnabling(const MenuItem& menu) {

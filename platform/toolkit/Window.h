@@ -84,6 +84,16 @@ class Window : public Object, public std::enable_shared_from_this<Window> {
   bool RaiseKeyDown(const String& key) { return Event_KeyDown(key); }
   // A drop of files. A window that takes no drops, or is closed, sees nothing of it (false).
   bool RaiseDropObject(DragItem& obj, int action);
+  // Work that the window goes on with between events, such as the reading of a long drop:
+  // whether some runs, and a text that says how far it has got (empty while the window has
+  // none to show). The platform shows the text beside the controls, with a way to stop.
+  bool Working() const { return working_; }
+  const String& ProgressText() const { return progressText_; }
+  // Told after each change of Working or ProgressText; the platform's view of the window sets it.
+  std::function<void()> OnProgress;
+  // The person asks to stop that work (a Stop button, Esc): raises StopWork while some runs and
+  // answers true; answers false, with nothing raised, while none does.
+  bool RaiseStopWork();
   // Before menus are shown: every item that isn't AutoEnabled is disabled, then the event
   // enables what it will.
   void RaiseEnableMenuItems();
@@ -111,6 +121,10 @@ class Window : public Object, public std::enable_shared_from_this<Window> {
     (void)action;
   }
   virtual void Event_EnableMenuItems() {}
+  virtual void Event_StopWork() {}
+
+  // Sets what Working and ProgressText answer, and tells OnProgress when either has changed.
+  void Progress(bool working, const String& text);
 
  private:
   void Build();
@@ -122,6 +136,8 @@ class Window : public Object, public std::enable_shared_from_this<Window> {
   std::vector<std::pair<String, std::function<bool()>>> menuHandlers_;
   bool opened_ = false;
   bool closed_ = false;
+  bool working_ = false;
+  String progressText_;
 };
 
 }  // namespace toolkit

@@ -19,6 +19,7 @@ TEST(CFURLTest, ARelativeURLGivesItsBaseAndItsParts) {
 
 TEST(CFURLTest, TheFileSystemPathOfAFileURL) {
   const std::string longPath = "/" + std::string(40000, 'n');  // past all buffers but the last
+  const std::string firstFull = "/" + std::string(1023, 'f');  // the first buffer, less its zero
   const struct {
     Ref<CFURL> url;
     std::string path;
@@ -27,6 +28,7 @@ TEST(CFURLTest, TheFileSystemPathOfAFileURL) {
       {CFURL::New("file:///"), "/", "the root keeps its slash"},
       {CFURL::New("file:///a%20b%C3%A9/"), "/a b\xC3\xA9", "escapes as bytes, no slash at the end"},
       {CFURL::CreateFromPOSIXPath(longPath, false), longPath, "longer than 32 KiB"},
+      {CFURL::CreateFromPOSIXPath(firstFull, false), firstFull, "the first buffer's size"},
   };
   for (const auto& row : kRows)
     EXPECT_EQ(row.url->Path(true).Bytes(), row.path) << row.why;

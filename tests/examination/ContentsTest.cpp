@@ -15,7 +15,7 @@ namespace {
 
 TEST(ExaminationContents, EveryRecordInFileOrderWithApplesNames) {
   const Report r = ExamineMade(R"(
-    attr 1 1 int 7
+    attr 1 1 int -7
     attr 2 1 int 5                         # a bundle id that is no string
     attr 6 1 hex 0102
     attr 3 1 utf8 "1.0"
@@ -35,22 +35,23 @@ TEST(ExaminationContents, EveryRecordInFileOrderWithApplesNames) {
   EXPECT_EQ(numbers, (std::vector<std::int64_t>{1, 2, 6, 3, 3, 17, 4}));
   const auto& attrs = r.receipt.attributes;
   ASSERT_EQ(attrs.size(), 7u);
+  EXPECT_EQ(attrs[0].integer, -7);
   EXPECT_EQ(attrs[1].name, "bundle_id");
   EXPECT_EQ(attrs[1].problem, "Apple documents bundle_id as a UTF8String; this one is an INTEGER");
   EXPECT_EQ(attrs[4].version, 2);
   EXPECT_EQ(attrs[4].text, "1.1");
   EXPECT_EQ(attrs[6].kind, ValueKind::Raw);
-  EXPECT_EQ(attrs[6].raw, *text::FromHex("0201050000"));
+  EXPECT_EQ(text::Hex(attrs[6].raw), "0201050000");
 
   ASSERT_EQ(r.receipt.purchases, std::vector<std::size_t>{5});
   const Attribute& purchase = attrs[5];
   ASSERT_EQ(purchase.fields.size(), 4u);
   EXPECT_EQ(purchase.fields[0].name, "");
-  EXPECT_EQ(purchase.fields[0].raw, *text::FromHex("0A0B"));
+  EXPECT_EQ(text::Hex(purchase.fields[0].raw), "0A0B");
   EXPECT_EQ(purchase.Field(Numbers::kProductId)->text, "com.example.coins");
   const Date& cancelled = *purchase.Field(Numbers::kCancellationDate)->date;
   EXPECT_TRUE(cancelled.written.empty() && cancelled.problem.empty() && !cancelled.unixMillis);
-  EXPECT_EQ(purchase.Field(Numbers::kPurchaseDate)->date->utc, "2024-03-01T02:00:00Z");
+  EXPECT_EQ(purchase.Field(Numbers::kPurchaseDate)->date->Utc(), "2024-03-01T02:00:00Z");
 }
 
 TEST(ExaminationContents, DatesAsWrittenAndInUtc) {
@@ -62,6 +63,8 @@ TEST(ExaminationContents, DatesAsWrittenAndInUtc) {
       {"2023-08-28T10:24:05.5Z", "2023-08-28T10:24:05.500Z", ""},
       {"", "", ""},  // an empty date is no error
       {"2023-02-29T00:00:00Z", "", "no such day"},
+      {"1900-02-29T00:00:00Z", "", "no such day"},
+      {"2000-02-29T12:00:00Z", "2000-02-29T12:00:00Z", ""},
       {"2023-08-28T24:00:00Z", "", "no such time of day"},
       {"2023-08-28 10:24:05", "", "expected Z or an offset"},
       {"2023-08-28T10:24:05Zjunk", "", "text after the date"},
@@ -69,7 +72,7 @@ TEST(ExaminationContents, DatesAsWrittenAndInUtc) {
   };
   for (const auto& [written, utc, problem] : dates) {
     const Date d = text::ParseDate(written);
-    EXPECT_EQ(d.utc, utc) << written;
+    EXPECT_EQ(d.Utc(), utc) << written;
     EXPECT_NE(d.problem.find(problem), std::string::npos) << written << ": " << d.problem;
     EXPECT_EQ(d.problem.empty(), *problem == '\0') << written;
   }
@@ -83,6 +86,9 @@ TEST(ExaminationContents, StructureProblemsSayWhere) {
       {"payload-hex 3108 3006 0400 0201 01 0400", "record 1: its number is an OCTET STRING"},
       {"payload-hex 3102 0400", "record 1 is an OCTET STRING, not a SEQUENCE"},
       {"payload-hex", "the payload is empty"},
+      {"payload-hex 3184", "the payload is no DER object: the length runs past the end"},
+      {"payload-hex 3101", "the payload is no DER object: the contents run past the end"},
+      {"payload-hex 310A 3008 020102 020101 0401", "record 1: no value: the contents run past"},
       {"attr 17 1 hex 3105 3003 020101", "record 1 (attribute 17), record 1: no version"},
   };
   for (const auto& [description, problem] : payloads) {
@@ -91,6 +97,10 @@ TEST(ExaminationContents, StructureProblemsSayWhere) {
     EXPECT_NE(r.receipt.readable.reason.find(problem), std::string::npos)
         << description << ": " << r.receipt.readable.reason;
   }
+  // BER's indefinite lengths, one inside the other, read as their definite forms do.
+  const Report ber = ExamineMade("payload-hex 3180 3080 020102 020101 0400 0000 0000");
+  EXPECT_TRUE(ber.receipt.readable.holds) << ber.receipt.readable.reason;
+  EXPECT_EQ(ber.receipt.attributes.size(), 1u);
   // SETs inside SETs end at a depth, their bytes kept.
   ReceiptMaker::Bytes value = ReceiptMaker::IntValue(1);
   for (int depth = 0; depth < 6; ++depth)
@@ -118,6 +128,7 @@ TEST(ExaminationJson, ParsesAndHoldsTheReceiptInApplesShape) {
     for (const char* key : {"product_id", "transaction_id", "original_transaction_id"})
       EXPECT_NE(set.find(inApp[key].get<std::string>()), std::string::npos) << i << key;
     EXPECT_EQ(inApp["cancellation_date"], "") << i;
+    EXPECT_EQ(inApp["is_trial_period"], i % 2 != 0 ? "true" : "false") << i;
   }
 }
 
@@ -134,6 +145,12 @@ TEST(ExaminationJson, TextThatIsNotUtf8RoundTripsAsBase64) {
     EXPECT_EQ(std::string(decoded->begin(), decoded->end()), bytes);
   }
   EXPECT_EQ(j["attributes"][1]["value"], "fine");
+  // The edges of well-formed UTF-8: surrogates, overlong forms, above U+10FFFF, cut short.
+  const std::tuple<const char*, bool> edges[] = {
+      {"\xED\x9F\xBF", true},  {"\xED\xA0\x80", false},     {"\xF4\x8F\xBF\xBF", true},
+      {"\xE0\x9F\xBF", false}, {"\xF4\x90\x80\x80", false}, {"\xE2\x82", false}};
+  for (const auto& [sample, utf8] : edges)
+    EXPECT_EQ(text::IsUtf8(sample), utf8) << text::Quote(sample);
 }
 
 TEST(ExaminationDevice, IdentifiersAsPeopleWriteThem) {
@@ -161,8 +178,9 @@ TEST(ExaminationDevice, IdentifiersAsPeopleWriteThem) {
 
 TEST(ExaminationDevice, TheIdentifierThatGivesTheHash) {
   const std::string chained = std::string(kBase) + "chain test-root\n";
-  const Report found =
-      ExamineMade(chained, {Id("00:11:22:33:44:55", "en1"), Id("f8ffc21e9182", "en0")});
+  // Two of the three match: the first is named.
+  const Report found = ExamineMade(chained, {Id("00:11:22:33:44:55", "en1"),
+                                             Id("f8ffc21e9182", "en0"), Id("F8-FF-C2-1E-91-82")});
   EXPECT_TRUE(found.device.matches.holds);
   EXPECT_EQ(found.device.match, 1u);
   EXPECT_EQ(found.device.matches.reason, "\"f8ffc21e9182\" (en0) gives the receipt's hash");
@@ -174,6 +192,9 @@ TEST(ExaminationDevice, TheIdentifierThatGivesTheHash) {
   const Report none = ExamineMade(chained, {Id("00:11:22:33:44:55"), Id("hex:00")});
   EXPECT_EQ(none.device.matches.reason, "none of the 2 identifiers tried gives the receipt's hash");
   EXPECT_FALSE(none.device.match);
+  const Report empty =
+      ExamineMade("attr 2 1 utf8 \"a\"\nattr 4 1 hex 00\nattr 5 1 hex", {Id("hex:00")});
+  EXPECT_FALSE(empty.device.matches.holds) << "an empty hash is no SHA-1";
 
   const Report lacking = ExamineMade("attr 4 1 hex 00\nattr 3 1 utf8 \"1\"", {Id("hex:00")});
   EXPECT_EQ(lacking.device.missing, (std::vector<std::int64_t>{2, 5}));

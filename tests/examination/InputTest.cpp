@@ -2,73 +2,18 @@
 // certificates too many, in a loop or too large end in bounded time with a reason.
 
 #include <gtest/gtest.h>
-#include <openssl/evp.h>
-#include <openssl/pkcs7.h>
-#include <openssl/x509.h>
 
-#include <memory>
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <string>
 #include <tuple>
+
+#include "examination/Text.h"
 
 #include "tests/examination/Support.h"
 
 namespace examination_test {
 namespace {
-
-using KeyPtr = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
-using CertPtr = std::unique_ptr<X509, decltype(&X509_free)>;
-using Pkcs7Ptr = std::unique_ptr<PKCS7, decltype(&PKCS7_free)>;
-
-KeyPtr NewKey() {
-  return KeyPtr(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"), EVP_PKEY_free);
-}
-
-// A certificate CN=`subject` issued by CN=`issuer` with `issuerKey`, with an extension of
-// `extensionBytes` bytes when that isn't 0.
-CertPtr NewCert(const char* subject, const char* issuer, EVP_PKEY* key, EVP_PKEY* issuerKey,
-                std::size_t extensionBytes = 0) {
-  CertPtr x(X509_new(), X509_free);
-  X509_set_version(x.get(), X509_VERSION_3);
-  ASN1_INTEGER_set(X509_get_serialNumber(x.get()), 1);
-  X509_gmtime_adj(X509_getm_notBefore(x.get()), -86400);
-  X509_gmtime_adj(X509_getm_notAfter(x.get()), 86400);
-  const auto cn = [](X509_NAME* name, const char* text) {
-    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
-                               reinterpret_cast<const unsigned char*>(text), -1, -1, 0);
-  };
-  cn(X509_get_subject_name(x.get()), subject);
-  cn(X509_get_issuer_name(x.get()), issuer);
-  X509_set_pubkey(x.get(), key);
-  if (extensionBytes > 0) {
-    const std::vector<unsigned char> value(extensionBytes, 0x41);
-    ASN1_OCTET_STRING* data = ASN1_OCTET_STRING_new();
-    ASN1_OCTET_STRING_set(data, value.data(), static_cast<int>(value.size()));
-    ASN1_OBJECT* oid = OBJ_txt2obj("1.3.6.1.4.1.55555.1", 1);
-    X509_EXTENSION* e = X509_EXTENSION_create_by_OBJ(nullptr, oid, 0, data);
-    X509_add_ext(x.get(), e, -1);
-    X509_EXTENSION_free(e);
-    ASN1_OBJECT_free(oid);
-    ASN1_OCTET_STRING_free(data);
-  }
-  X509_sign(x.get(), issuerKey, EVP_sha256());
-  return x;
-}
-
-// The typical payload signed by `signer`, carrying `extra` `copies` times over.
-Bytes SignWith(X509* signer, EVP_PKEY* key, const std::vector<X509*>& extra, int copies = 1) {
-  const Bytes payload = ReceiptMaker::TypicalPayload();
-  BIO* in = BIO_new_mem_buf(payload.data(), static_cast<int>(payload.size()));
-  Pkcs7Ptr p7(PKCS7_sign(signer, key, nullptr, in, PKCS7_BINARY | PKCS7_NOATTR), PKCS7_free);
-  BIO_free(in);
-  for (int i = 0; i < copies; ++i)
-    for (X509* x : extra)
-      PKCS7_add_certificate(p7.get(), x);
-  unsigned char* der = nullptr;
-  const int length = i2d_PKCS7(p7.get(), &der);
-  Bytes file(der, der + length);
-  OPENSSL_free(der);
-  return file;
-}
 
 void ExpectValidJson(const Report& r, const char* why) {
   EXPECT_TRUE(nlohmann::json::accept(ToJson(r))) << why;
@@ -102,32 +47,84 @@ TEST(ExaminationInput, AnyBytesGiveAReportThatSaysWhatFailed) {
             std::string::npos);
 }
 
+// The size of a DER object's contents.
+std::size_t ContentsSize(const Bytes& der) {
+  if (der.size() < 2 || der[1] < 0x80) return der.size() < 2 ? 0 : der[1];
+  std::size_t size = 0;
+  for (std::size_t i = 0; i < (der[1] & 0x7Fu); ++i)
+    size = size << 8 | der.at(2 + i);
+  return size;
+}
+
 TEST(ExaminationInput, HostileCertificatesEndWithAReason) {
-  const KeyPtr key = NewKey(), a = NewKey(), b = NewKey();
-  const CertPtr signer = NewCert("Leaf", "A", key.get(), a.get());
+  const std::string signer = std::string(kBase) + "chain test-root\ncerts leaf\n";
+  // Up to 64 certificates are examined; 10,000 are refused before libcrypto reads them.
+  const std::tuple<int, const char*> counts[] = {
+      {64, ""},
+      {65, "65 certificates: more than 64 are not examined"},
+      {10000, "10000 certificates: more than 64 are not examined"}};
+  for (const auto& [copies, reason] : counts) {
+    const Report r = ExamineMade(signer + "cert-copies " + std::to_string(copies));
+    EXPECT_EQ(r.container.holds ? "" : r.container.reason, reason) << copies;
+    ExpectValidJson(r, "many certificates");
+  }
 
-  // 10,000 certificates: refused before libcrypto reads them.
-  const Report many = ExamineAt(SignWith(signer.get(), key.get(), {signer.get()}, 9999), nullptr);
-  EXPECT_EQ(many.container.reason, "10000 certificates: more than 64 are not examined");
-
-  // A issued B issued A: the chain goes round no more than the verify depth allows.
-  const CertPtr ca = NewCert("A", "B", a.get(), b.get()), cb = NewCert("B", "A", b.get(), a.get());
-  const Report loop = ExamineAt(SignWith(signer.get(), key.get(), {ca.get(), cb.get()}), nullptr);
+  // A issued B issued A, under no root: the chain ends, without the root.
+  const Report loop = ExamineMade(std::string(kBase) + "chain loop");
   EXPECT_TRUE(loop.container.holds && loop.signature.content.holds);
   EXPECT_FALSE(loop.signature.chain.holds);
-  EXPECT_LE(loop.certificates.size(), 3u);
+  EXPECT_NE(loop.signature.chain.reason.find("unable to get local issuer certificate"),
+            std::string::npos)
+      << loop.signature.chain.reason;
   EXPECT_LE(loop.signature.chainErrors.size(), kMaxChainErrors);
+  EXPECT_EQ(loop.certificates.size(), 3u);
   EXPECT_EQ(loop.signature.verdict, Verdict::NotTrusted);
+  ExpectValidJson(loop, "a loop");
 
-  // A certificate with 1 MiB of extensions.
-  const CertPtr big = NewCert("Big", "Big", key.get(), key.get(), 1 << 20);
-  const Report large = ExamineAt(SignWith(big.get(), key.get(), {}), nullptr);
-  EXPECT_NE(large.container.reason.find("certificate 1 has 10"), std::string::npos)
-      << large.container.reason;
-  EXPECT_NE(large.container.reason.find("bytes: more than 65536 are not examined"),
-            std::string::npos);
-  for (const Report* r : {&many, &loop, &large})
-    ExpectValidJson(*r, "hostile certificates");
+  // A certificate of 64 KiB is examined, one byte more is not, nor one of 1 MiB of extensions.
+  const auto leafOf = [](std::size_t extension) {
+    return ReceiptMaker::TestPki({.leafExtensionBytes = extension})
+        .Certificate(ReceiptMaker::Cert::Leaf);
+  };
+  const std::size_t fits = 60000 + (kMaxCertificateSize - ContentsSize(leafOf(60000)));
+  ASSERT_EQ(ContentsSize(leafOf(fits)), kMaxCertificateSize);
+  const std::tuple<std::size_t, std::string> sizes[] = {
+      {fits, ""},
+      {fits + 1, "certificate 1 has 65537 bytes: more than 65536 are not examined"},
+      {1 << 20, "certificate 1 has " + std::to_string(ContentsSize(leafOf(1 << 20))) +
+                    " bytes: more than 65536 are not examined"}};
+  for (const auto& [extension, reason] : sizes) {
+    const Report r = ExamineMade(signer + "leaf-extension " + std::to_string(extension));
+    EXPECT_EQ(r.container.holds ? "" : r.container.reason, reason) << extension;
+    ExpectValidJson(r, "a large certificate");
+  }
+}
+
+// The SignedData's version written as libcrypto reads it though it isn't DER (a tag number or a
+// length with leading zeros): the certificates are counted all the same, so that no spelling
+// lets libcrypto read more of them than the bound.
+TEST(ExaminationInput, CertificatesAreCountedInEveryEncodingLibcryptoReads) {
+  const std::tuple<const char*, const char*> versions[] = {
+      {"DER", "020101"},
+      {"a tag number in five digits", "1F8080808002 01 01"},
+      {"a length in nine bytes", "02 89 000000000000000001 01"},
+  };
+  for (const auto& [why, version] : versions) {
+    for (const int copies : {64, 65}) {
+      // BER, so that the lengths around the version need no change.
+      Made made = Make(std::string(kBase) + "chain test-root\ncerts leaf\nindefinite\n" +
+                       "cert-copies " + std::to_string(copies));
+      const Bytes der = *text::FromHex("020101");
+      const auto at = std::search(made.file.begin(), made.file.end(), der.begin(), der.end());
+      ASSERT_NE(at, made.file.end());
+      const Bytes written = ReceiptMaker::FromHex(version);
+      made.file.insert(made.file.erase(at, at + 3), written.begin(), written.end());
+      const Report r = ExamineAt(made.file, made.root);
+      EXPECT_EQ(r.container.holds, copies == 64)
+          << why << ", " << copies << ": " << r.container.reason;
+      EXPECT_EQ(r.signature.content.holds, copies == 64) << why << ", " << copies;
+    }
+  }
 }
 
 }  // namespace

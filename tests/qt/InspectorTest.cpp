@@ -22,6 +22,7 @@
 #include "inspector/InspectorPane.h"
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/WindowHost.h"
+#include "tests/iokit/FakeSysfs.h"
 #include "tests/support/TestWindow.h"
 
 namespace {
@@ -31,14 +32,15 @@ using test_support::TestWindow;
 
 const fs::path kReal = QM_SHARED_RECEIPTS;
 
-// The program's window with its inspector, offscreen, started with an empty start-up folder.
+// The program's window with its inspector, offscreen, started with an empty start-up folder;
+// the machine's addresses are none unless `readMachine` leaves the inspector to read them.
 class InspectorTest : public ::testing::Test {
  protected:
-  InspectorTest() {
+  explicit InspectorTest(bool readMachine = false) {
     window = toolkit::Window::Make<TestWindow>(temp.path() / "exe");
     host = std::make_unique<qt::WindowHost>(window);
     inspector = new inspector::Inspector(*host, window);
-    inspector->SetMachineIdentifiers({});
+    if (!readMachine) inspector->SetMachineIdentifiers({});
     inspector->SetChooser([this](QWidget*) { return chosen; });
     host->show();
     window->RaiseOpen();
@@ -51,6 +53,11 @@ class InspectorTest : public ::testing::Test {
     for (const auto& p : paths)
       chosen << QString::fromStdString(p.string());
     inspector->OpenAction()->trigger();
+    FinishReading();
+  }
+  // Lets the loop turn until the files dropped or opened are read.
+  void FinishReading() {
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window->Working(); }, 60000));
   }
   // Selects the list's row `row` as a person does.
   void Select(std::int64_t row) {
@@ -136,6 +143,7 @@ TEST_F(InspectorTest, OpenGivesTheRowsOfADrop) {
   QCoreApplication::sendEvent(host->ListView()->viewport(), &enter);
   QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
   QCoreApplication::sendEvent(host->ListView()->viewport(), &drop);
+  FinishReading();
   EXPECT_EQ(Rows(), opened);
   EXPECT_EQ(opened.size(), 1u) << "several items, Option up: only the receipt";
 
@@ -170,6 +178,42 @@ TEST_F(InspectorTest, ExaminesOnlyWhileShownAndRechecksWithoutReading) {
   EXPECT_EQ(inspector->Examinations(), 2u) << "hidden again";
 }
 
+class InspectorReadingTheMachine : public InspectorTest {
+ protected:
+  InspectorReadingTheMachine() : InspectorTest(true) {}
+};
+
+// Left to itself, the inspector reads the machine's addresses when it first examines, and the
+// verdict of that first examination already counts them.
+TEST_F(InspectorReadingTheMachine, CountsTheMachineInItsFirstVerdict) {
+  const iokit_test::FakeSysfs sysfs({{"eth0", 2, "02:00:00:00:00:07", iokit_test::Pci(3)},
+                                     {"eth1", 3, "02:00:00:00:00:08", iokit_test::Pci(4)}},
+                                    iokit_test::DefaultRoute("eth0"));
+  auto attributes = window_test::kBundleAndVersion;
+  attributes.push_back({4, 1, ReceiptMaker::HexValue("0011223344")});
+  ReceiptMaker::SetDeviceHash(attributes, {0x02, 0, 0, 0, 0, 0x08});
+
+  Open({temp.Write("in/mine.receipt", window_test::Receipt(attributes))});
+  inspector->ShowAction()->trigger();
+  Select(0);
+  EXPECT_EQ(Line(1), "Issued for this machine (eth1, 02:00:00:00:00:08)");
+}
+
+// A purchase's text shows the characters that would turn it around as marks, as the list does.
+TEST_F(InspectorTest, ShowsDirectionMarksInPurchases) {
+  auto attributes = window_test::kBundleAndVersion;
+  attributes.push_back({17, 1,
+                        ReceiptMaker::PurchaseValue(
+                            {{1702, 1, ReceiptMaker::Utf8Value("abc\u202Etxt.exe\u202C def")}})});
+  Open({temp.Write("in/turned.receipt", window_test::Receipt(attributes))});
+  inspector->ShowAction()->trigger();
+  Select(0);
+  const QAbstractItemModel* purchases = inspector->Pane()->PurchaseView()->model();
+  ASSERT_EQ(purchases->rowCount(), 1);
+  EXPECT_EQ(purchases->index(0, 0).data().toString(),
+            QString::fromUtf8("abc\u2039RLO\u203Atxt.exe\u2039PDF\u203A def"));
+}
+
 // A row that is no receipt says why in the system's words; its own text stays.
 TEST_F(InspectorTest, SaysWhyARowIsNoReceipt) {
   const fs::path fifo = temp.path() / "pipe.receipt";
@@ -185,9 +229,11 @@ TEST_F(InspectorTest, SaysWhyARowIsNoReceipt) {
       {fifo, "Not a MAS receipt", "is a FIFO (a named pipe), not a regular file"},
       {temp.Write("t.txt", std::string_view("text")), "Not a MAS receipt", "not PKCS#7"},
       {temp.path() / "Gone.app", "No MAS receipt in app", "No such file or directory"},
+      {temp.path() / "GONE.APP", "No MAS receipt in app", "No such file or directory"},
       {locked, "Not a MAS receipt", "Permission denied"},  // unless root, who reads anyway
   };
   fs::create_directories(temp.path() / "Gone.app");
+  fs::create_directories(temp.path() / "GONE.APP");
   inspector->SetShown(true);
   for (const Case& c : cases) {
     SCOPED_TRACE(c.item);

@@ -4,6 +4,7 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QTreeView>
+#include <algorithm>
 #include <functional>
 
 #include "Support.h"
@@ -13,6 +14,7 @@ namespace {
 
 using toolkit::ListModel;
 using toolkit::Ref;
+using namespace std::string_view_literals;
 
 // Longer than any inline buffer of a string, so that a cell read from a gone copy shows.
 constexpr const char* kLongInfo = "a cell text well past the inline buffer of a string";
@@ -105,6 +107,75 @@ TEST_F(ListItemModelTest, AnEventsRowsReachQtAtItsEnd) {
     for (std::string& row : rows)
       if (row.ends_with(" +") || row.ends_with(" -")) row.resize(row.size() - 2);
     EXPECT_EQ(QtRows(), rows);
+  }
+}
+
+// Every cell, name or value, shows the characters that would act rather than show as marks,
+// and the rest as they are; the accessible text reads the same.
+TEST_F(ListItemModelTest, CellsShowControlAndDirectionCharactersAsMarks) {
+  const struct {
+    const char* why;
+    std::string_view bytes;
+    const char* shown;
+  } cases[] = {
+      {"plain text", "com.example.app", "com.example.app"},
+      {"an override hides an .exe", "abc\u202Etxt.exe\u202C def",
+       "abc\u2039RLO\u203Atxt.exe\u2039PDF\u203A def"},
+      {"embeddings", "\u202A\u202B\u202D", "\u2039LRE\u203A\u2039RLE\u203A\u2039LRO\u203A"},
+      {"isolates", "\u2066a\u2067b\u2068c\u2069",
+       "\u2039LRI\u203Aa\u2039RLI\u203Ab\u2039FSI\u203Ac\u2039PDI\u203A"},
+      {"marks", "\u200E\u200F\u061C", "\u2039LRM\u203A\u2039RLM\u203A\u2039ALM\u203A"},
+      {"right-to-left letters stay", "\u05D0\u05D1 ab", "\u05D0\u05D1 ab"},
+      {"neighbours of the controls stay", "x\u202F\u2065\u206A\u200D", "x\u202F\u2065\u206A\u200D"},
+      {"line ends", "a\nb\u2028c\u2029", "a\u21B5b\u21B5c\u21B5"},
+      {"C0, DEL and C1", "\0\x1F\x7F\u0085"sv, "\u2400\u241F\u2421\uFFFD"},
+      {"a byte that is no UTF-8", "a\xFF\u202E", "a\uFFFD\u2039RLO\u203A"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
+    const std::string bytes(c.bytes);
+    list->DeleteAllRows();
+    list->AddRow({bytes, "", bytes});
+    for (const int column : {0, 2}) {
+      const QModelIndex cell = model.index(0, column);
+      EXPECT_EQ(Text(cell), QString::fromUtf8(c.shown)) << column;
+      EXPECT_EQ(model.data(cell, Qt::AccessibleTextRole).toString(), QString::fromUtf8(c.shown));
+    }
+  }
+}
+
+// At the end of a long list, rows that event after event adds reach Qt together a little later,
+// in one insertion, not one at the end of each event; CatchUp shows them at once. A shorter list
+// is told at the end of each event.
+TEST_F(ListItemModelTest, RowsThatKeepComingAtTheEndOfALongListReachQtTogether) {
+  const struct {
+    const char* why;
+    int rowsBefore;
+    std::function<void()> then;  // after three events of a row each; nullptr: nothing
+    int insertionsAtOnce;        // by the end of the third event
+  } cases[] = {
+      {"a long list: held until the interval ends", 2000, nullptr, 0},
+      {"a long list, caught up by hand", 2000, [&] { model.CatchUp(); }, 1},
+      {"a list short of long to the end: each event's rows at its end", 1996, nullptr, 3},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
+    list->DeleteAllRows();
+    {
+      const qt::EventScope event;  // one insertion, checked once by the tester
+      for (int i = 0; i < c.rowsBefore; ++i)
+        list->AddRow({"row"});
+    }
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    for (const char* name : {"a", "b", "c"}) {
+      const qt::EventScope event;
+      list->AddRow({name});
+    }
+    if (c.then) c.then();
+    EXPECT_EQ(inserted.count(), c.insertionsAtOnce);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return model.rowCount() == c.rowsBefore + 3; }, 2000));
+    EXPECT_EQ(inserted.count(), std::max(c.insertionsAtOnce, 1));
+    EXPECT_EQ(QtRows().back(), "c||");
   }
 }
 

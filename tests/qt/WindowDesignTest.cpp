@@ -10,6 +10,7 @@
 #include <QScreen>
 #include <QTest>
 #include <QTreeView>
+#include <QWindow>
 #include <functional>
 #include <string>
 #include <vector>
@@ -210,6 +211,53 @@ TEST(WindowDesign, EachPropertyBecomesASettingOfItsWidget) {
   };
   for (const auto& c : cases)
     EXPECT_EQ(Hosted(c.change), With(designed, c.differs)) << c.differs[0];
+}
+
+// The window opens at its design's size where the screen has room for it, and fits the screen
+// where it hasn't, frame and all: a small screen, or one scaled up (this test also runs at
+// QT_SCALE_FACTOR=2, where the offscreen screen's 800 by 800 pixels are 400 by 400).
+TEST(WindowDesign, TheWindowOpensInsideItsScreen) {
+  const struct {
+    const char* why;
+    QSize wanted, available, minimum, opens;
+  } sizes[] = {
+      {"room enough", {725, 566}, {1280, 800}, {64, 64}, {725, 566}},
+      {"the room itself", {725, 566}, {725, 566}, {64, 64}, {725, 566}},
+      {"1280 by 800 at twice the scale", {725, 566}, {640, 400}, {64, 64}, {640, 400}},
+      {"too narrow only", {725, 566}, {700, 900}, {64, 64}, {700, 566}},
+      {"too low only", {725, 566}, {900, 500}, {64, 64}, {725, 500}},
+      {"the least size wins", {725, 566}, {50, 40}, {64, 64}, {64, 64}},
+      {"a screen without room told", {725, 566}, {0, 0}, {64, 64}, {725, 566}},
+  };
+  for (const auto& c : sizes)
+    EXPECT_EQ(qt::OpeningSize(c.wanted, c.available, c.minimum), c.opens) << c.why;
+
+  // The program's window as designed, and one designed larger than any screen here.
+  for (const int scale : {1, 4}) {
+    qt::QtDesktop desktop;
+    test_support::ScratchFolder temp;
+    const auto window = toolkit::Window::Make<TestWindow>(temp.path());
+    window->Properties().Width *= scale;
+    window->Properties().Height *= scale;
+    qt::WindowHost h(window);
+    const QRect room = h.screen()->availableGeometry();
+    const QSize content(
+        static_cast<int>(window->Properties().Width),
+        static_cast<int>(window->Properties().Height) + h.menuBar()->sizeHint().height());
+    const QSize framed = content.grownBy(h.windowHandle()->frameMargins());
+    const bool fits = framed.width() <= room.width() && framed.height() <= room.height();
+    SCOPED_TRACE(std::to_string(room.width()) + "x" + std::to_string(room.height()) + " room, " +
+                 std::to_string(scale) + " times the design");
+    EXPECT_LE(h.frameGeometry().width(), room.width());
+    EXPECT_LE(h.frameGeometry().height(), room.height());
+    const QMargins frame = h.windowHandle()->frameMargins();
+    EXPECT_EQ(h.size(), fits ? content : content.boundedTo(room.size().shrunkBy(frame)));
+    if (scale > 1) continue;  // the controls are placed for the design's own size
+    // The list still fills all but the strip at the bottom, which stays in the window.
+    const QWidget& strip = *h.findChild<QLabel*>("Label2");
+    EXPECT_EQ(h.ListView()->geometry().bottom() + 1, strip.geometry().top());
+    EXPECT_EQ(strip.geometry().bottom() + 1, h.centralWidget()->height());
+  }
 }
 
 }  // namespace

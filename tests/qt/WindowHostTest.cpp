@@ -4,11 +4,17 @@
 #include <QClipboard>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenuBar>
 #include <QMimeData>
+#include <QScreen>
+#include <QScrollBar>
 #include <QTest>
 #include <QTimer>
+#include <QToolButton>
 #include <QToolTip>
 #include <QUrl>
+#include <algorithm>
+#include <functional>
 #include <memory>
 
 #include <sys/stat.h>
@@ -43,6 +49,13 @@ class WindowHostTest : public ::testing::Test {
   QTreeView& view() { return *host->ListView(); }
   toolkit::Listbox& list() { return *window->lb(); }
   QLabel& help() { return *host->findChild<QLabel*>("Label1"); }
+  bool WaitShown() {
+    return QTest::qWaitFor([&] { return view().isVisible(); }, 2000);
+  }
+  // Whether the row's cell lies wholly inside the list's viewport.
+  bool Shows(const QModelIndex& index) {
+    return view().viewport()->rect().contains(view().visualRect(index));
+  }
 
   // Drops the files on the list's viewport; true when the drop was taken.
   bool Drop(const std::vector<path>& files, Qt::KeyboardModifiers modifiers = {}) {
@@ -58,7 +71,13 @@ class WindowHostTest : public ::testing::Test {
     if (!enter.isAccepted()) return false;
     QDropEvent drop(at, Qt::CopyAction, &mime, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(view().viewport(), &drop);
+    if (finish) FinishReading();
     return drop.isAccepted();
+  }
+  // Whether Drop lets the loop turn until the files are read; else it returns after the event.
+  bool finish = true;
+  void FinishReading() {
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window->Working(); }, 60000));
   }
 
   path Receipt(const std::string& name) {
@@ -88,63 +107,131 @@ TEST_F(WindowHostTest, DropsOfLocalFilesBecomeRows) {
   EXPECT_EQ(list().ListCount(), 3);
 }
 
-// A long drop holds the window: the pointer is busy until it ends, also by an exception, and
-// then the view has every row it added.
-TEST_F(WindowHostTest, ALongDropShowsABusyPointerUntilItEnds) {
+// A long drop is read while the window goes on: its rows come in turns of the loop, its progress
+// shows in a strip at the bottom that moves nothing of the list, with a Stop button, and Esc, the
+// button or an item that raises ends it with the rows added so far; the strip goes then.
+TEST_F(WindowHostTest, ALongDropShowsItsProgressAndStops) {
   const path receipt = Receipt("r.receipt");
+  enum class End { Esc, EscToWindow, Button, Raises, Read };
   const struct {
-    int items;
-    bool raises, busy;
-  } cases[] = {{200, false, false}, {201, false, true}, {201, true, true}};
+    End end;
+    const char* why;
+  } cases[] = {{End::Esc, "Esc in the list"},
+               {End::EscToWindow, "Esc to the window"},
+               {End::Button, "the Stop button"},
+               {End::Raises, "an item that raises"},
+               {End::Read, "read to its end"}};
+  window->ReadingThreads(0);
+  window->ReadingSliceMs(0);  // one item a turn
+  window->raiseOnReading = "boom.receipt";
+  Receipt("boom.receipt");
+  finish = false;
+  host->resize(725, 541 + host->menuBar()->sizeHint().height());
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.why);
     list().DeleteAllRows();
-    bool busy = false;
-    window->AfterDrop = [&] {
-      const QCursor* pointer = QGuiApplication::overrideCursor();
-      busy = pointer && pointer->shape() == Qt::WaitCursor;
-      if (c.raises) throw toolkit::RuntimeException("late");
-    };
-    ASSERT_TRUE(Drop(std::vector<path>(static_cast<std::size_t>(c.items), receipt)));
-    EXPECT_EQ(busy, c.busy) << c.items;
-    EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr) << c.items;
-    EXPECT_EQ(host->ItemModel()->rowCount(), c.items) << c.items;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view().isVisible(); }, 2000));
+    list().AddRow({"first"});
+    ASSERT_TRUE(WaitShown());
+    const QRect listAt = view().geometry();
+    std::vector<path> files(60, receipt);
+    if (c.end == End::Raises) files[40] = temp.path() / "drop/boom.receipt";
+    ASSERT_TRUE(Drop(files));
+    EXPECT_FALSE(host->ProgressStrip()->isVisible()) << "not in the drop's event";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return host->ProgressStrip()->isVisible(); }, 10000));
+    const QString text = host->ProgressLabel()->text();
+    EXPECT_TRUE(text.startsWith("Reading ") && text.endsWith(" of 60…")) << text.toStdString();
+    EXPECT_EQ(view().geometry(), listAt);
+    const QRect strip = host->ProgressStrip()->geometry();
+    EXPECT_EQ(strip.bottom(), host->centralWidget()->height() - 1);
+    EXPECT_EQ(strip.width(), host->centralWidget()->width());
+    EXPECT_GE(strip.top(), listAt.bottom() - 8) << "covers no more than the list's bottom edge";
+    EXPECT_TRUE(host->StopButton()->isVisible());
+    EXPECT_EQ(host->StopButton()->accessibleName(), "Stop");
+    EXPECT_EQ(host->ProgressLabel()->accessibleDescription(), "Progress");
+    EXPECT_EQ(view().viewport()->cursor().shape(), Qt::BusyCursor);
+    switch (c.end) {
+      case End::Esc:
+      case End::EscToWindow: {
+        QKeyEvent esc(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+        QCoreApplication::sendEvent(c.end == End::Esc ? static_cast<QWidget*>(&view()) : host.get(),
+                                    &esc);
+        EXPECT_FALSE(window->Working());
+        break;
+      }
+      case End::Button:
+        QTest::mouseClick(host->StopButton(), Qt::LeftButton);
+        EXPECT_FALSE(window->Working());
+        break;
+      case End::Raises:
+      case End::Read:
+        FinishReading();
+        break;
+    }
+    const std::int64_t rows = list().ListCount();
+    QTest::qWait(100);
+    EXPECT_EQ(list().ListCount(), rows) << "no row comes after the end";
+    EXPECT_EQ(host->ItemModel()->rowCount(), rows);
+    EXPECT_FALSE(host->ProgressStrip()->isVisible());
+    EXPECT_EQ(view().viewport()->cursor().shape(), Qt::ArrowCursor);
+    const std::int64_t expected = c.end == End::Raises ? 1 + 40 : 1 + 60;
+    if (c.end == End::Raises || c.end == End::Read) {
+      EXPECT_EQ(rows, expected);
+    } else {
+      EXPECT_LT(rows, expected);
+    }
+    // Esc while nothing is read goes on to the window, which has no use for it.
+    QKeyEvent esc(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QCoreApplication::sendEvent(&view(), &esc);
+    EXPECT_EQ(list().ListCount(), rows);
   }
+  finish = true;
   for (QWidget* w : QApplication::topLevelWidgets())
     if (auto* box = qobject_cast<QMessageBox*>(w)) box->accept();
 }
 
+// The rows of a drop read after its event are scrolled into view as they come, at the end of a
+// long list.
+TEST_F(WindowHostTest, TheRowsOfADropComeIntoViewAsTheyAreRead) {
+  for (int i = 0; i < 500; ++i)
+    list().AddRow({"row " + std::to_string(i)});
+  ASSERT_TRUE(WaitShown());
+  view().scrollToTop();
+  ASSERT_TRUE(Drop(std::vector<path>(20, Receipt("r.receipt"))));
+  ASSERT_EQ(host->ItemModel()->rowCount(), 521);
+  EXPECT_TRUE(Shows(host->ItemModel()->index(501, 0))) << view().verticalScrollBar()->value();
+}
+
 // URLs as a file manager sends them: the bytes of a name reach its row whether or not they are
-// UTF-8, and show in one line; a folder written with a separator at its end keeps its name; a
-// FIFO, dropped as a file or inside a bundle, is no receipt and blocks nothing.
+// UTF-8 (how the view shows them is the item model's own test); a folder written with a
+// separator at its end keeps its name; a FIFO, dropped as a file or inside a bundle, is no
+// receipt and blocks nothing.
 TEST_F(WindowHostTest, DroppedURLsNameTheirFilesAndNoFileBlocks) {
   const path drop = temp.path() / "drop";
   Receipt("bad\xFFname.receipt");
   Receipt("two\nlines.receipt");
+  Receipt("abc\u202Etxt.exe\u202C def");
   temp.Write("drop/Good.app/Contents/_MASReceipt/receipt", window_test::Receipt());
   temp.Folder("drop/Stuff");
   temp.Folder("drop/Pipe.app/Contents/_MASReceipt");
   ASSERT_EQ(mkfifo((drop / "pipe.receipt").c_str(), 0600), 0);
   ASSERT_EQ(mkfifo((drop / "Pipe.app/Contents/_MASReceipt/receipt").c_str(), 0600), 0);
-  const struct {
-    const char* url;    // in the drop folder
-    const char* row;    // as Rows writes it
-    const char* shown;  // its name in the view
-  } cases[] = {
-      {"bad%FFname.receipt", "bad\xFFname.receipt|| +", "bad\uFFFDname.receipt"},
-      {"two%0Alines.receipt", "two\nlines.receipt|| +", "two\u21B5lines.receipt"},
-      {"Good.app/", "Good.app|| +", "Good.app"},
-      {"Stuff/", "Stuff||Ignored (folder)", "Stuff"},
-      {"pipe.receipt", "pipe.receipt||Not a MAS receipt", "pipe.receipt"},
-      {"Pipe.app", "Pipe.app||Not a MAS receipt", "Pipe.app"},
+  const std::pair<const char*, const char*> cases[] = {
+      // in the drop folder, the row as Rows writes it
+      {"bad%FFname.receipt", "bad\xFFname.receipt|| +"},
+      {"two%0Alines.receipt", "two\nlines.receipt|| +"},
+      {"abc%E2%80%AEtxt.exe%E2%80%AC%20def", "abc\u202Etxt.exe\u202C def|| +"},
+      {"Good.app/", "Good.app|| +"},
+      {"Stuff/", "Stuff||Ignored (folder)"},
+      {"pipe.receipt", "pipe.receipt||Not a MAS receipt"},
+      {"Pipe.app", "Pipe.app||Not a MAS receipt"},
   };
   list().DeleteAllRows();
   std::vector<std::string> rows;
-  for (const auto& c : cases) {
-    ASSERT_TRUE(Drop({"file://" + drop.string() + "/" + c.url})) << c.url;
-    rows.push_back(c.row);
-    EXPECT_EQ(window_test::Rows(list()), rows) << c.url;
-    EXPECT_EQ(host->ItemModel()->index(static_cast<int>(rows.size()) - 1, 0).data().toString(),
-              QString::fromUtf8(c.shown));
+  for (const auto& [url, row] : cases) {
+    ASSERT_TRUE(Drop({"file://" + drop.string() + "/" + url})) << url;
+    rows.push_back(row);
+    EXPECT_EQ(window_test::Rows(list()), rows) << url;
   }
 }
 
@@ -177,7 +264,7 @@ TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenAndInViewAtTheEndOfALongList) {
                 " shows the interfaces (MAC, GUID)");
   for (int i = 0; i < 1000; ++i)
     list().AddRow({"row " + std::to_string(i)});
-  ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+  ASSERT_TRUE(WaitShown());
   view().setCurrentIndex(host->ItemModel()->index(0, 0));
   host->activateWindow();
   ASSERT_TRUE(QTest::qWaitForWindowActive(host.get()));
@@ -187,11 +274,65 @@ TEST_F(WindowHostTest, CtrlGAddsTheMACsRowOpenAndInViewAtTheEndOfALongList) {
   EXPECT_EQ(root.data().toString(), "MACs");
   EXPECT_TRUE(view().isExpanded(root));
   ASSERT_GE(host->ItemModel()->rowCount(root), 1);
-  const auto shows = [&](const QModelIndex& index) {
-    return view().viewport()->rect().contains(view().visualRect(index));
-  };
   EXPECT_TRUE(
-      QTest::qWaitFor([&] { return shows(root) && shows(root.model()->index(0, 0, root)); }, 2000));
+      QTest::qWaitFor([&] { return Shows(root) && Shows(root.model()->index(0, 0, root)); }, 2000));
+}
+
+// The last row of a long list, opened by the person with the keyboard or the mouse, scrolls its
+// attribute rows into view below it; the first row, whose rows show as they come, leaves the
+// list where it is.
+TEST_F(WindowHostTest, OpeningTheLastRowOfALongListScrollsItsRowsIntoView) {
+  ASSERT_EQ(window_test::Rows(list()), std::vector<std::string>{"Sample.receipt|| +"});
+  for (int i = 0; i < 1000; ++i)
+    list().AddRow({"row " + std::to_string(i)});
+  ASSERT_TRUE(Drop({Receipt("last.receipt")}));
+  ASSERT_TRUE(WaitShown());
+  qt::ListItemModel& model = *host->ItemModel();
+  const QModelIndex first = model.index(0, 0), last = model.index(1001, 0);
+  const auto at = [&](const QModelIndex& row, bool onArrow) {
+    const QRect cell = view().visualRect(row);
+    return onArrow ? QPoint(cell.left() - view().indentation() / 2, cell.center().y())
+                   : cell.center();
+  };
+  const struct {
+    const char* how;
+    std::function<void(const QModelIndex&)> open;
+  } cases[] = {
+      {"Right", [&](const QModelIndex&) { QTest::keyClick(&view(), Qt::Key_Right); }},
+      {"+", [&](const QModelIndex&) { QTest::keyClick(&view(), Qt::Key_Plus); }},
+      {"a double click",
+       [&](const QModelIndex& row) {  // the first click of it, then the second
+         QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, at(row, false));
+         QTest::mouseDClick(view().viewport(), Qt::LeftButton, {}, at(row, false));
+       }},
+      {"a click on the arrow",
+       [&](const QModelIndex& row) {
+         QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, at(row, true));
+       }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.how);
+    for (const QModelIndex& row : {last, first}) {
+      view().collapse(row);
+      view().setCurrentIndex(row);
+      if (row == last)
+        view().scrollToBottom();
+      else
+        view().scrollToTop();
+      QCoreApplication::processEvents();
+      const int before = view().verticalScrollBar()->value();
+      ASSERT_TRUE(Shows(row));
+      c.open(row);
+      ASSERT_TRUE(view().isExpanded(row)) << row.row();
+      ASSERT_EQ(model.rowCount(row), 2);
+      const QModelIndex child = model.index(1, 0, row);
+      EXPECT_TRUE(QTest::qWaitFor([&] { return Shows(row) && Shows(child); }, 2000)) << row.row();
+      QCoreApplication::processEvents();  // the scrolling, if any, is done
+      if (row == first) {
+        EXPECT_EQ(view().verticalScrollBar()->value(), before);
+      }
+    }
+  }
 }
 
 TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {
@@ -204,35 +345,60 @@ TEST_F(WindowHostTest, CopyPutsTheSelectedRowsCellsOnTheClipboard) {
 }
 
 // A value is shown as the text it is, also in its tooltip, where markup would have Qt load
-// what an <img> names; a long value's tooltip wraps inside the screen.
-TEST_F(WindowHostTest, TooltipsArePlainTextThatWraps) {
+// what an <img> names; a long value's tooltip wraps at a readable width and shows at most a
+// screenful, cut with "…"; a short one is one line.
+TEST_F(WindowHostTest, TooltipsArePlainTextThatFitsTheScreen) {
   list().DeleteAllRows();
   const std::string markup = "<img src=\"nowhere.png\"><b>com.example</b>";
   ASSERT_TRUE(Drop(
       {temp.Write("drop/markup.receipt",
                   window_test::Receipt({{2, 1, ReceiptMaker::Utf8Value(markup)},
+                                        {3, 1, ReceiptMaker::Utf8Value(std::string(5000, 'v'))},
                                         {4, 1, ReceiptMaker::HexValue(std::string(400, 'a'))}}))}));
   const QModelIndex root = host->ItemModel()->index(0, 0);
   view().expand(root);
-  ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+  ASSERT_TRUE(WaitShown());
   ASSERT_EQ(host->ItemModel()->index(0, 2, root).data().toString(), QString::fromStdString(markup));
-  for (const int row : {0, 1}) {
-    const QRect cell = view().visualRect(host->ItemModel()->index(row, 2, root));
-    QHelpEvent ask(QEvent::ToolTip, cell.center(), view().viewport()->mapToGlobal(cell.center()));
+  const QFontMetrics metrics(QToolTip::font());
+  const struct {
+    int row;
+    bool cut;
+    int lines;  // at least
+  } cases[] = {{0, false, 1}, {1, true, 20}, {2, false, 5}};
+  for (const auto& c : cases) {
+    // The pointer in the middle of the screen, where a tip 80 characters wide fits on neither
+    // side of it.
+    const QRect cell = view().visualRect(host->ItemModel()->index(c.row, 2, root));
+    const int middle = view().screen()->availableGeometry().center().x();
+    const QPoint at(std::clamp(view().viewport()->mapFromGlobal(QPoint(middle, 0)).x(), cell.left(),
+                               cell.right()),
+                    cell.center().y());
+    const QPoint pointer = view().viewport()->mapToGlobal(at);
+    QHelpEvent ask(QEvent::ToolTip, at, pointer);
     QCoreApplication::sendEvent(view().viewport(), &ask);
     QLabel* tip = nullptr;
     for (QWidget* w : QApplication::topLevelWidgets())
       if (w->objectName() == "qtooltip_label" && w->isVisible()) tip = qobject_cast<QLabel*>(w);
-    ASSERT_NE(tip, nullptr) << row;
-    EXPECT_FALSE(tip->text().contains("<img")) << row;
-    EXPECT_EQ(tip->text().contains("&lt;img src="), row == 0);
-    EXPECT_LE(tip->frameGeometry().width(), tip->screen()->availableGeometry().width()) << row;
+    ASSERT_NE(tip, nullptr) << c.row;
+    EXPECT_FALSE(tip->text().contains("<img")) << c.row;
+    EXPECT_EQ(tip->text().contains("&lt;img src="), c.row == 0);
+    EXPECT_EQ(tip->text().contains(QChar(0x2026)), c.cut) << c.row;
+    const QRect room = tip->screen()->availableGeometry();
+    EXPECT_TRUE(room.contains(tip->frameGeometry())) << c.row;
+    EXPECT_FALSE(tip->frameGeometry().contains(pointer)) << c.row << ": the pointer covered";
+    const int lines = tip->height() / metrics.lineSpacing();
+    EXPECT_GE(lines, c.lines) << c.row;
+    if (c.row == 0) {
+      EXPECT_LT(lines, 2) << "a short value, one line";
+    } else {
+      EXPECT_GE(tip->width(), 60 * metrics.averageCharWidth()) << c.row;
+    }
     QToolTip::hideText();
   }
 }
 
 TEST_F(WindowHostTest, ColumnsFollowTheWidthUntilAnEdgeIsDragged) {
-  ASSERT_TRUE(QTest::qWaitFor([&] { return view().isVisible(); }, 2000));
+  ASSERT_TRUE(WaitShown());
   QHeaderView& header = *view().header();
   for (const QSize size : {QSize(1280, 800), QSize(725, 561), QSize(360, 300)}) {
     host->resize(size);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -150,6 +151,80 @@ TEST_F(ReadReceiptTest, ContentThatIsNoDataIsNotRead) {
   }
   EXPECT_EQ(*static_cast<const int*>(dlsym(handle, "stub_strings_read")), 0);
   dlclose(handle);
+}
+
+// A file larger than any receipt is not read: a receipt padded to the limit still reads, one
+// byte more and the reader gives nil without handing the file to the library. The files are
+// sparse, so they cost no disk.
+TEST_F(ReadReceiptTest, AFileLargerThanTheLimitIsNotRead) {
+  void* const handle = dlopen(QM_STUB_LACKS_ASN1_GET_OBJECT, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(handle, nullptr) << dlerror();
+  const int& parsed = *static_cast<const int*>(dlsym(handle, "stub_containers_parsed"));
+  const struct {
+    const char* why;
+    Bytes head;
+    std::int64_t size;
+    Outcome outcome;  // with the real library; the stand-in, which can't walk a payload, refuses
+                      // what it parsed
+    int parsedByStub;
+  } rows[] = {
+      {"a receipt padded to the limit", Sign(kPayload), CertTools::kLargestReceipt,
+       Outcome::Receipt, 1},
+      {"one byte more", Sign(kPayload), CertTools::kLargestReceipt + 1, Outcome::Nil, 0},
+      {"100 MB that begin as a SET of that length", FromHex("31 84 05 F5 E0 FA"), 100'000'000,
+       Outcome::Nil, 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    const auto file = Write(row.head);
+    fs::resize_file(file->Path(), static_cast<std::uintmax_t>(row.size));
+    const std::int64_t streams = BinaryStream::OpenStreams();
+    EXPECT_EQ(ReadReceipt(file).IsNil(), row.outcome == Outcome::Nil);
+    const int before = parsed;
+    {
+      const LibCrypto stub(QM_STUB_LACKS_ASN1_GET_OBJECT);
+      if (row.parsedByStub > 0)
+        EXPECT_THROW(ReadReceipt(file, stub), toolkit::NilObjectException);
+      else
+        EXPECT_TRUE(ReadReceipt(file, stub).IsNil());
+    }
+    EXPECT_EQ(parsed - before, row.parsedByStub);
+    EXPECT_EQ(BinaryStream::OpenStreams(), streams);
+  }
+  dlclose(handle);
+}
+
+// Readers on several threads at once, each through a binding that none has used yet: each
+// thread gets every receipt, the same functions, and closes every stream it opened. Under
+// ThreadSanitizer this shows that the binding and the count of streams are shared safely.
+TEST_F(ReadReceiptTest, ThreadsReadAtOnceThroughOneBinding) {
+  const auto receipt = Write(Sign(kPayload));
+  const auto other = Ref<FolderItem>::New(scratch_.Write("notes", "not a receipt"));
+  constexpr int kThreads = 4, kReads = 25;
+  const LibCrypto lib("libcrypto.so.3");
+  const std::int64_t streams = BinaryStream::OpenStreams();
+  std::vector<int> receipts(kThreads, 0), nils(kThreads, 0);
+  std::vector<LibCrypto::d2i_PKCS7_fp::Type> bound(kThreads, nullptr);
+  {
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&, t] {
+        bound[static_cast<std::size_t>(t)] = lib.Get<LibCrypto::d2i_PKCS7_fp>();
+        for (int i = 0; i < kReads; ++i) {
+          receipts[static_cast<std::size_t>(t)] += ReadReceipt(receipt, lib).IsNil() ? 0 : 1;
+          nils[static_cast<std::size_t>(t)] += ReadReceipt(other, lib).IsNil() ? 1 : 0;
+        }
+      });
+    }
+  }
+  for (int t = 0; t < kThreads; ++t) {
+    EXPECT_EQ(receipts[static_cast<std::size_t>(t)], kReads) << t;
+    EXPECT_EQ(nils[static_cast<std::size_t>(t)], kReads) << t;
+    EXPECT_EQ(bound[static_cast<std::size_t>(t)],
+              reinterpret_cast<LibCrypto::d2i_PKCS7_fp::Type>(dlsym(RTLD_DEFAULT, "d2i_PKCS7_fp")))
+        << t;
+  }
+  EXPECT_EQ(BinaryStream::OpenStreams(), streams);
 }
 
 // The receipts beside the checkout each read as one receipt; skipped where they are absent.

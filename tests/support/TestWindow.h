@@ -1,10 +1,13 @@
 #pragma once
 
 // The program's window as tests use it: relative paths resolve against a folder of the test's
-// choosing (or give nil, or raise), and a drop can run a step of the test once it is done.
+// choosing (or give nil, or raise), a drop can run a step of the test once it is taken, and the
+// reading of a dropped item can raise.
 
+#include <exception>
 #include <filesystem>
 #include <functional>
+#include <string>
 #include <utility>
 
 #include "platform/toolkit/Exceptions.h"
@@ -21,13 +24,29 @@ class TestWindow : public Window1 {
   std::filesystem::path base;
   // What GetFolderItem does: resolve in `base`, give nil, or raise IOException.
   Start start = Start::InFolder;
-  // Runs inside each drop, once the window has dealt with it.
+  // Runs inside each drop event, once the window has taken the drop.
   std::function<void()> AfterDrop;
+  // The name of a dropped item whose reading raises IOException, as an item of a toolkit whose
+  // files can fail would; empty for none. Takes effect when the reading threads start.
+  std::string raiseOnReading;
 
  protected:
   void Event_DropObject(toolkit::DragItem& obj, int action) override {
     Window1::Event_DropObject(obj, action);
     if (AfterDrop) AfterDrop();
+  }
+
+  DropQueue::Reader ItemReader() const override {
+    return [raiseOn = raiseOnReading](const DroppedItem& dropped) {
+      if (raiseOn.empty() || dropped.item->Name() != raiseOn) return ReadItem(dropped);
+      ItemReading reading;
+      try {
+        throw toolkit::IOException("the disk is gone");
+      } catch (...) {
+        reading.raised = std::current_exception();
+      }
+      return reading;
+    };
   }
 
   toolkit::Ref<toolkit::FolderItem> GetFolderItem(const toolkit::String& path,

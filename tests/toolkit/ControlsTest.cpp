@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -78,6 +79,11 @@ class RecordingWindow : public Window {
   void Event_Close() override { calls.push_back("Close"); }
   void Event_DropObject(DragItem&, int) override { calls.push_back("Drop"); }
   void Event_EnableMenuItems() override { MenuBar()->FindItem("Manual")->Enable(); }
+  void Event_StopWork() override {
+    calls.push_back("StopWork");
+    Progress(false, "");
+  }
+  using Window::Progress;
 };
 
 class WindowBaseTest : public DesktopTest {
@@ -113,6 +119,31 @@ TEST_F(WindowBaseTest, OpenAndCloseComeOnceAndDropsArriveWhileOpenForAKnownType)
   EXPECT_FALSE(window->RaiseDropObject(drag, 0));
   EXPECT_EQ(window->calls, (Strings{"Layout", "CreateControls", "AddMenuHandlers(this)", "Open",
                                     "Drop", "Close"}));
+}
+
+// What the window tells of its work reaches the platform once for each change, and a request
+// to stop reaches the window only while it works.
+TEST_F(WindowBaseTest, ProgressIsToldOnceForEachChangeAndStopOnlyWhileWorking) {
+  Strings told;
+  window->OnProgress = [&] {
+    told.push_back((window->Working() ? "working " : "idle ") + window->ProgressText().Bytes());
+  };
+  EXPECT_FALSE(window->RaiseStopWork());
+  const struct {
+    bool working;
+    const char* text;
+  } steps[] = {{true, ""},       {true, ""},        {true, "1 of 2"}, {true, "1 of 2"},
+               {true, "2 of 2"}, {false, "2 of 2"}, {false, ""}};
+  for (const auto& step : steps)
+    window->Progress(step.working, step.text);
+  EXPECT_EQ(told,
+            (Strings{"working ", "working 1 of 2", "working 2 of 2", "idle 2 of 2", "idle "}));
+  window->Progress(true, "1 of 9");
+  EXPECT_TRUE(window->RaiseStopWork());
+  EXPECT_FALSE(window->RaiseStopWork());  // the window stopped
+  EXPECT_EQ(window->calls.back(), "StopWork");
+  EXPECT_EQ(std::count(window->calls.begin(), window->calls.end(), "StopWork"), 1);
+  EXPECT_EQ(told.back(), "idle ");
 }
 
 TEST_F(WindowBaseTest, MenuChoicesGoThroughEnablingToTheBoundAction) {

@@ -45,6 +45,31 @@ TEST(StringTest, SlicesCountCharacters) {
     EXPECT_EQ(c.got.Bytes(), c.want) << c.why;
 }
 
+// Folding the case of ASCII letters, and of nothing else: a bundle's extension in capitals is
+// the same extension, an accented capital is not its small letter, and length still counts.
+TEST(StringTest, EqualFoldingASCIICaseFoldsOnlyAToZ) {
+  const struct {
+    String a, b;
+    bool equal;
+  } cases[] = {
+      {".app", ".app", true},
+      {".APP", ".app", true},
+      {".ApP", ".aPp", true},
+      {".app", ".apq", false},
+      {".app", ".app ", false},
+      {"", "", true},
+      {"\xC3\x89", "\xC3\xA9", false},  // É and é
+      {"@", "`", false},                // 0x20 apart like a letter's cases, and no letters
+      {"[", "{", false},
+      {std::string("a\0", 2), "a", false},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(EqualFoldingASCIICase(c.a, c.b), c.equal) << c.a.Bytes() << " " << c.b.Bytes();
+    EXPECT_EQ(EqualFoldingASCIICase(c.b, c.a), c.equal) << c.b.Bytes() << " " << c.a.Bytes();
+  }
+  EXPECT_FALSE(String(".APP") == String(".app")) << "equality itself keeps case";
+}
+
 TEST(StringTest, NumbersToTextAndBack) {
   const TextCase cases[] = {
       {"smallest int64", Str(kMin), "-9223372036854775808"},

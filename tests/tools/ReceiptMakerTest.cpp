@@ -10,6 +10,7 @@
 #include <openssl/pkcs7.h>
 #include <openssl/sha.h>
 #include <openssl/x509.h>
+#include <openssl/x509v3.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -151,6 +152,9 @@ TEST(ReceiptMakerChain, VerifiesAgainstTheTrustedRootAsTheDescriptionSays) {
       {"not yet valid", "chain test-root\nvalid intermediate now+1d now+2d", "now", false},
       {"root expired", "chain test-root\nvalid root now-9d now-1d", "now", false},
       {"StoreKit, as Xcode writes it", "chain storekit\nindefinite", "now", true},
+      {"two CAs that issued each other", "chain loop", "now", false},
+      {"a signer of 100 KiB, ten times over",
+       "chain test-root\nleaf-extension 102400\ncert-copies 10", "now", true},
   };
   const Bytes payload = PayloadOf(BuildFromText(base));
   for (const auto& row : rows) {
@@ -219,6 +223,23 @@ TEST(ReceiptMakerChain, CertificatesCarryApplesExtensionsAndTheFileWhatItIsAsked
   CertPtr real = ParseCert(pki.TrustedRoot());
   EXPECT_EQ(X509_NAME_cmp(X509_get_subject_name(fake.get()), X509_get_subject_name(real.get())), 0);
   EXPECT_NE(X509_cmp(fake.get(), real.get()), 0);
+
+  // Each of the loop's two CAs issued and signed the other.
+  const TestPki loop({.issuer = Issuer::Loop});
+  CertPtr a = ParseCert(loop.Certificate(Cert::Intermediate));
+  CertPtr b = ParseCert(loop.Certificate(Cert::Root));
+  for (const auto& [issuer, subject] : {std::pair{b.get(), a.get()}, {a.get(), b.get()}}) {
+    EXPECT_EQ(X509_check_issued(issuer, subject), X509_V_OK);
+    EXPECT_EQ(X509_verify(subject, X509_get0_pubkey(issuer)), 1);
+  }
+
+  // A signer as large as asked, carried as many times as asked.
+  const TestPki bulky({.leafExtensionBytes = 1000});
+  EXPECT_EQ(Extension(bulky.Certificate(Cert::Leaf), "1.3.6.1.4.1.55555.1"),
+            Concat(FromHex("048203E8"), Bytes(1000, 0x41)));
+  Pkcs7Ptr copies = Parse(Build(Set({}), {.pki = &bulky, .certCopies = 3}));
+  ASSERT_TRUE(copies);
+  EXPECT_EQ(sk_X509_num(copies->d.sign->cert), 9);
 
   CertPtr storeKit = ParseCert(TestPki({.issuer = Issuer::StoreKit}).TrustedRoot());
   for (const X509_NAME* name :

@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
+#include <thread>
 
 #include "Support.h"
 #include "app/App.h"
@@ -29,8 +31,13 @@ class Window1Test : public ::testing::Test {
   Strings rows() { return Rows(list()); }
 
   // Drops the items of these names in the folder "drop" ("" for an item without a file),
-  // with the Option key as given.
+  // with the Option key as given, and lets the loop turn until they are read.
   void Drop(const Strings& names, bool option = false) {
+    StartDrop(names, option);
+    FinishReading();
+  }
+  // The drop event alone: the items are read in the turns of the loop that follow.
+  void StartDrop(const Strings& names, bool option = false) {
     std::vector<Ref<FolderItem>> items;
     for (const std::string& name : names)
       items.push_back(name.empty() ? nullptr
@@ -38,6 +45,22 @@ class Window1Test : public ::testing::Test {
     desktop.SetOptionKey(option);
     toolkit::FileDragItem drag(std::move(items));
     window->RaiseDropObject(drag, 0);
+  }
+  // One turn of the reading of drops.
+  void Turn() { desktop.Loop().AdvanceClock(Window1::kReadingTurnMs); }
+  // Turns until the drops are read (an exception of a turn leaves), waiting a little between
+  // turns for the reading threads.
+  void FinishReading() {
+    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+    while (window->Working()) {
+      Turn();
+      if (!window->Working()) break;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      if (std::chrono::steady_clock::now() > giveUp) {
+        ADD_FAILURE() << "the drops were not read";
+        return;
+      }
+    }
   }
 
   toolkit::HeadlessDesktop desktop;

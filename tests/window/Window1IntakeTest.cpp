@@ -5,6 +5,7 @@
 #include "Window1Fixture.h"
 #include "app/FileTypes1.h"
 #include "platform/toolkit/Dictionary.h"
+#include "receipts/CertTools.h"
 
 namespace window_test {
 namespace {
@@ -14,7 +15,9 @@ const ReceiptMaker::Bytes kRefused = ReceiptMaker::Sign(ReceiptMaker::FromHex("0
 
 TEST_F(Window1Test, EachDroppedItemByItsKindAndTheOptionKey) {
   window->RaiseOpen();
-  for (const char* name : {"a", "b", "Good.app/Contents/_MASReceipt/receipt", "Fake.app"})
+  for (const char* name : {"a", "b", "Good.app/Contents/_MASReceipt/receipt", "Fake.app",
+                           "CAPS.APP/Contents/_MASReceipt/receipt", "Fake.aPp",
+                           "Lower.APP/contents/_masreceipt/receipt", "Dot.APPS/receipt"})
     scratch.Write(fs::path("drop") / name, Receipt());
   scratch.Write("drop/notes", "not a receipt");
   scratch.Write("drop/refused", kRefused);
@@ -22,6 +25,8 @@ TEST_F(Window1Test, EachDroppedItemByItsKindAndTheOptionKey) {
   for (const char* name : {"Empty.app", "Odd.app/Contents/_MASReceipt/receipt", "F", "app"})
     scratch.Folder(fs::path("drop") / name);
   scratch.Link("drop/link", "a");
+  // A receipt followed by zeros up to a size that no receipt has: not read at all.
+  fs::resize_file(scratch.Write("drop/huge", Receipt()), CertTools::kLargestReceipt + 1);
   const std::string inApp = "||No MAS receipt in app", folder = "||Ignored (folder)",
                     notReceipt = "||Not a MAS receipt";
   const struct {
@@ -33,6 +38,10 @@ TEST_F(Window1Test, EachDroppedItemByItsKindAndTheOptionKey) {
   } cases[] = {
       {"a receipt file: a collapsed row; one item: the key isn't read", {"a"}, false, {"a|| +"}, 0},
       {"a bundle's row has its name", {"Good.app"}, false, {"Good.app|| +"}, 0},
+      {"a bundle's name in capitals", {"CAPS.APP"}, false, {"CAPS.APP|| +"}, 0},
+      {"a file named as a bundle in any case is one", {"Fake.aPp"}, false, {"Fake.aPp" + inApp}, 0},
+      {"the path inside keeps its case", {"Lower.APP"}, false, {"Lower.APP" + inApp}, 0},
+      {"a longer extension is none", {"Dot.APPS"}, false, {"Dot.APPS" + folder}, 0},
       {"a bundle without a receipt", {"Empty.app"}, false, {"Empty.app" + inApp}, 0},
       {"a bundle whose receipt is a folder", {"Odd.app"}, false, {"Odd.app" + inApp}, 0},
       {"a file named as a bundle is one", {"Fake.app"}, false, {"Fake.app" + inApp}, 0},
@@ -41,6 +50,7 @@ TEST_F(Window1Test, EachDroppedItemByItsKindAndTheOptionKey) {
       {"a name shorter than \".app\"", {"app"}, false, {"app" + folder}, 0},
       {"a file that isn't a receipt", {"notes"}, false, {"notes" + notReceipt}, 0},
       {"a file the reader raises on", {"refused"}, false, {"refused" + notReceipt}, 0},
+      {"a file larger than any receipt", {"huge"}, false, {"huge" + notReceipt}, 0},
       {"an alias is followed; the row has the name it leads to", {"link"}, false, {"a|| +"}, 0},
       {"items without a file don't count", {"", "notes", ""}, false, {"notes" + notReceipt}, 0},
       {"several, Option up: receipts only", {"F", "Fake.app", "a", "notes"}, false, {"a|| +"}, 1},

@@ -1,4 +1,4 @@
-// Window1's own logic: the timer's swap, keys, headings, menus, closing and the refresh request.
+// Window1's own logic: the timer's swap, keys, headings, menus and the refresh request.
 
 #include <gtest/gtest.h>
 
@@ -57,13 +57,6 @@ TEST_F(Window1Test, MenusAfterOpeningTheirEnablingAndTheirActions) {
   EXPECT_EQ(list().ListCount(), 0);
   EXPECT_FALSE(desktop.Loop().QuitRequested());
   EXPECT_TRUE(window->ChooseMenuItem("FileQuit"));
-  EXPECT_TRUE(desktop.Loop().QuitRequested());
-}
-
-TEST_F(Window1Test, ClosingTheWindowEndsTheProgram) {
-  window->RaiseOpen();
-  EXPECT_FALSE(desktop.Loop().QuitRequested());
-  window->RaiseClose();
   EXPECT_TRUE(desktop.Loop().QuitRequested());
 }
 

@@ -9,6 +9,7 @@
 #include <array>
 #include <charconv>
 #include <chrono>
+#include <climits>
 #include <initializer_list>
 #include <stdexcept>
 #include <string>
@@ -71,6 +72,10 @@ constexpr Rdns kLeafName = {{"CN", "Quellmark Test Receipt Signing"},
                             {"OU", "Quellmark Test Developer Relations"},
                             {"O", "Quellmark Test"},
                             {"C", "US"}};
+constexpr Rdns kLoopName = {{"CN", "Quellmark Loop CA"},
+                            {"OU", "Quellmark Test Developer Relations"},
+                            {"O", "Quellmark Test"},
+                            {"C", "US"}};
 constexpr Rdns kStoreKitName = {
     {"CN", "StoreKit"}, {"O", "StoreKit"}, {"OU", "StoreKit"}, {"C", "US"}};
 
@@ -78,8 +83,35 @@ constexpr const char* kIntermediateOid = "1.2.840.113635.100.6.2.1";
 constexpr const char* kLeafOid = "1.2.840.113635.100.6.11.1";
 // The value of both Apple extensions: an ASN.1 NULL.
 constexpr const char* kNullValue = "DER:05:00";
+// A private OID for an extension that only takes room.
+constexpr const char* kBulkyOid = "1.3.6.1.4.1.55555.1";
 
-struct CertSpec {
+// An extension kBulkyOid whose value is an OCTET STRING of `bytes` bytes of 0x41.
+void AddBulkyExtension(X509* cert, size_t bytes) {
+  using ObjectPtr = std::unique_ptr<ASN1_OBJECT, FreeWith<ASN1_OBJECT_free>>;
+  using OctetsPtr = std::unique_ptr<ASN1_OCTET_STRING, FreeWith<ASN1_OCTET_STRING_free>>;
+  using ExtensionPtr = std::unique_ptr<X509_EXTENSION, FreeWith<X509_EXTENSION_free>>;
+  const std::vector<unsigned char> filler(bytes, 0x41);
+  // The extension's value is the DER of that OCTET STRING, itself in an OCTET STRING.
+  const OctetsPtr inner(ASN1_OCTET_STRING_new());
+  if (!inner || bytes > INT_MAX ||
+      ASN1_OCTET_STRING_set(inner.get(), filler.data(), static_cast<int>(bytes)) != 1) {
+    ThrowOpenSsl("making a bulky extension's value");
+  }
+  unsigned char* der = nullptr;
+  const int length = i2d_ASN1_OCTET_STRING(inner.get(), &der);
+  const OctetsPtr value(ASN1_OCTET_STRING_new());
+  const bool made = length > 0 && value && ASN1_OCTET_STRING_set(value.get(), der, length) == 1;
+  OPENSSL_free(der);
+  const ObjectPtr oid(OBJ_txt2obj(kBulkyOid, 1));
+  const ExtensionPtr extension(
+      made && oid ? X509_EXTENSION_create_by_OBJ(nullptr, oid.get(), 0, value.get()) : nullptr);
+  if (!extension || X509_add_ext(cert, extension.get(), -1) != 1) {
+    ThrowOpenSsl("adding a bulky extension");
+  }
+}
+
+struct CertPlan {
   Rdns subject;
   EVP_PKEY* key;
   long serial;
@@ -87,33 +119,36 @@ struct CertSpec {
   // In OpenSSL's configuration syntax, in this order. The subject key identifier comes before
   // the authority key identifier, which a self-signed certificate takes from it.
   std::vector<std::pair<const char*, const char*>> extensions;
+  // When not 0, one more extension at the end, kBulkyOid, of an OCTET STRING of this many bytes.
+  size_t bulkyBytes = 0;
 };
 
 // Signed with SHA-256 by issuerKey; issuer null makes the certificate self-signed.
-CertPtr MakeCertificate(const CertSpec& spec, X509* issuer, EVP_PKEY* issuerKey) {
+CertPtr MakeCertificate(const CertPlan& plan, X509* issuer, EVP_PKEY* issuerKey) {
   CertPtr cert(X509_new());
   if (!cert) ThrowOpenSsl("X509_new");
-  const NamePtr subject = Name(spec.subject);
+  const NamePtr subject = Name(plan.subject);
   if (X509_set_version(cert.get(), X509_VERSION_3) != 1 ||
-      ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), spec.serial) != 1 ||
-      ASN1_TIME_set(X509_getm_notBefore(cert.get()), spec.validity.notBefore) == nullptr ||
-      ASN1_TIME_set(X509_getm_notAfter(cert.get()), spec.validity.notAfter) == nullptr ||
+      ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), plan.serial) != 1 ||
+      ASN1_TIME_set(X509_getm_notBefore(cert.get()), plan.validity.notBefore) == nullptr ||
+      ASN1_TIME_set(X509_getm_notAfter(cert.get()), plan.validity.notAfter) == nullptr ||
       X509_set_subject_name(cert.get(), subject.get()) != 1 ||
       X509_set_issuer_name(
           cert.get(), issuer != nullptr ? X509_get_subject_name(issuer) : subject.get()) != 1 ||
-      X509_set_pubkey(cert.get(), spec.key) != 1) {
+      X509_set_pubkey(cert.get(), plan.key) != 1) {
     ThrowOpenSsl("filling in a certificate");
   }
   X509V3_CTX context;
   X509V3_set_ctx_nodb(&context);
   X509V3_set_ctx(&context, issuer != nullptr ? issuer : cert.get(), cert.get(), nullptr, nullptr,
                  0);
-  for (const auto& [name, value] : spec.extensions) {
+  for (const auto& [name, value] : plan.extensions) {
     X509_EXTENSION* extension = X509V3_EXT_nconf(nullptr, &context, name, value);
     const bool added = extension != nullptr && X509_add_ext(cert.get(), extension, -1) == 1;
     X509_EXTENSION_free(extension);
     if (!added) ThrowOpenSsl(std::string("adding the extension ") + name + " = " + value);
   }
+  if (plan.bulkyBytes > 0) AddBulkyExtension(cert.get(), plan.bulkyBytes);
   if (X509_sign(cert.get(), issuerKey, EVP_sha256()) <= 0) ThrowOpenSsl("signing a certificate");
   return cert;
 }
@@ -197,7 +232,8 @@ TestPki::TestPki(const PkiOptions& options) {
                                    options.leaf,
                                    {{"keyUsage", "critical,digitalSignature,keyCertSign"},
                                     {"basicConstraints", "critical,CA:TRUE"},
-                                    {"subjectKeyIdentifier", "hash"}}},
+                                    {"subjectKeyIdentifier", "hash"}},
+                                   options.leafExtensionBytes},
                                   nullptr, leafKey);
     parts->trusted = Shared(parts->leaf);
     parts_ = std::move(parts);
@@ -220,12 +256,19 @@ TestPki::TestPki(const PkiOptions& options) {
       parts->root = RootCertificate(kTestRootName, otherRootKey, 5, options.root);
       rootKey = otherRootKey;
       break;
+    case Issuer::Loop: {
+      // The second CA issues the intermediate under its name and key before it exists itself;
+      // a stand-in of that name and key gives the intermediate its issuer's name and key id.
+      parts->root = RootCertificate(kLoopName, otherRootKey, 7, options.root);
+      rootKey = otherRootKey;
+      break;
+    }
     case Issuer::StoreKit:
       break;
   }
 
   EVP_PKEY* const intermediateKey = FixedKey(type, keys::kIntermediateKey);
-  CertSpec intermediate{kIntermediateName, intermediateKey, 2, options.intermediate, {}};
+  CertPlan intermediate{kIntermediateName, intermediateKey, 2, options.intermediate, {}};
   intermediate.extensions = {
       {"basicConstraints",
        options.intermediateIsCa ? "critical,CA:TRUE,pathlen:0" : "critical,CA:FALSE"},
@@ -235,8 +278,20 @@ TestPki::TestPki(const PkiOptions& options) {
       {"authorityKeyIdentifier", "keyid:always"}};
   if (options.intermediateOid) intermediate.extensions.emplace_back(kIntermediateOid, kNullValue);
   parts->intermediate = MakeCertificate(intermediate, parts->root.get(), rootKey);
+  if (options.issuer == Issuer::Loop) {
+    // The second CA, issued by the intermediate that it issued.
+    parts->root = MakeCertificate({kLoopName,
+                                   otherRootKey,
+                                   7,
+                                   options.root,
+                                   {{"basicConstraints", "critical,CA:TRUE"},
+                                    {"keyUsage", "critical,keyCertSign,cRLSign"},
+                                    {"subjectKeyIdentifier", "hash"},
+                                    {"authorityKeyIdentifier", "keyid:always"}}},
+                                  parts->intermediate.get(), intermediateKey);
+  }
 
-  CertSpec leaf{kLeafName,
+  CertPlan leaf{kLeafName,
                 leafKey,
                 3,
                 options.leaf,
@@ -245,6 +300,7 @@ TestPki::TestPki(const PkiOptions& options) {
                  {"subjectKeyIdentifier", "hash"},
                  {"authorityKeyIdentifier", "keyid:always"}}};
   if (options.leafOid) leaf.extensions.emplace_back(kLeafOid, kNullValue);
+  leaf.bulkyBytes = options.leafExtensionBytes;
   parts->leaf = MakeCertificate(leaf, parts->intermediate.get(), intermediateKey);
   parts_ = std::move(parts);
 }

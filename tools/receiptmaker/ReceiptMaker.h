@@ -34,7 +34,7 @@
 //   purchases N                        N in-app purchases of Purchases(N) (not inside iap)
 //   device-hash HEX                    attribute 5 of the first SET computed by SetDeviceHash
 //                                      for this device identifier
-//   chain test-root|other-root|impostor-root|storekit
+//   chain test-root|other-root|impostor-root|storekit|loop
 //                                      sign with a TestPki of this issuer instead of the
 //                                      maker's own certificate
 //   key rsa2048|ec-p256                the chain's key type (rsa2048 if absent)
@@ -43,7 +43,9 @@
 //                                      YYYY-MM-DDTHH:MM:SSZ, now, now+Nd or now-Nd
 //   no-oid intermediate|leaf           leave out that certificate's Apple extension
 //   intermediate-not-ca                the intermediate is no CA
+//   leaf-extension N                   the signer carries an extension of N bytes more
 //   certs [leaf|intermediate|root ..]  the certificates the file carries, in this order
+//   cert-copies N                      ... carried N times over
 //   digest sha1|sha256                 the digest of the signature (sha256 if absent)
 //   tamper content|signature           a signature that does not hold (see Tamper)
 //   indefinite                         BER with indefinite lengths (see Options::indefinite)
@@ -51,8 +53,8 @@
 // NUMBER and VERSION are decimal 64-bit integers. A description with no attr line makes one
 // empty SET. Except attr, set, end, purchases, valid and no-oid (once for each certificate),
 // a directive may appear once; payload-hex cannot be mixed with attr, set, purchases or
-// device-hash, and raw-file-hex only with truncate. key, valid, no-oid and
-// intermediate-not-ca need a chain line; nothing about signing goes with shape outer-data.
+// device-hash, and raw-file-hex only with truncate. key, valid, no-oid, intermediate-not-ca and
+// leaf-extension need a chain line; nothing about signing goes with shape outer-data.
 //
 // Example:
 //
@@ -183,6 +185,9 @@ enum class Issuer {
   // CN=StoreKit, O=StoreKit, OU=StoreKit, C=US, like the one that signs Xcode's StoreKit test
   // receipts. It takes the leaf's validity and is the only certificate there is.
   StoreKit,
+  // The intermediate is issued by a CA that the intermediate issued in turn: two certificates,
+  // each the other's issuer, and no way from either to a root. Cert::Root names the second one.
+  Loop,
 };
 
 // Seconds since 1970-01-01T00:00:00Z. The default covers every date a test receipt is likely to
@@ -208,6 +213,9 @@ struct PkiOptions {
   // false: the intermediate's basic constraints say CA:FALSE and its key usage is
   // digitalSignature, so a chain through it does not verify.
   bool intermediateIsCa = true;
+  // When not 0, the signer carries one more extension (1.3.6.1.4.1.55555.1, not critical) whose
+  // value is an OCTET STRING of this many bytes: a certificate as large as one likes.
+  size_t leafExtensionBytes = 0;
 };
 
 class TestPki {
@@ -268,6 +276,9 @@ struct Options {
   // store's files do (the leaf alone for Issuer::StoreKit and for the maker's own certificate,
   // which has no other). Without pki, or for StoreKit, only Cert::Leaf may be named.
   std::optional<std::vector<Cert>> certs = std::nullopt;
+  // The certificates carried, carried this many times over (at least once): a file with as many
+  // certificates as one likes.
+  size_t certCopies = 1;
   Digest digest = Digest::Sha256;
   Tamper tamper = Tamper::None;
   // BER as Xcode writes PKCS#7: the ContentInfo, its [0], the SignedData and the inner

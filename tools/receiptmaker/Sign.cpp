@@ -98,6 +98,7 @@ struct Signing {
   X509* cert;
   EVP_PKEY* key;
   std::vector<X509*> carried;
+  size_t copies;  // of `carried`, one after another
   const EVP_MD* digest;
   bool signedAttributes;
   Tamper tamper;
@@ -107,6 +108,7 @@ Signing SigningFor(const Options& options) {
   Signing signing{nullptr,
                   nullptr,
                   {},
+                  std::max<size_t>(options.certCopies, 1),
                   options.digest == Digest::Sha1 ? EVP_sha1() : EVP_sha256(),
                   options.pki == nullptr,
                   options.tamper};
@@ -142,8 +144,10 @@ PKCS7_SIGNER_INFO* AddSigner(PKCS7* p7, const Signing& signing, int flags) {
   PKCS7_SIGNER_INFO* signerInfo =
       PKCS7_sign_add_signer(p7, signing.cert, signing.key, signing.digest, flags | PKCS7_NOCERTS);
   if (signerInfo == nullptr) ThrowOpenSsl("PKCS7_sign_add_signer");
-  for (X509* cert : signing.carried) {
-    if (PKCS7_add_certificate(p7, cert) != 1) ThrowOpenSsl("PKCS7_add_certificate");
+  for (size_t copy = 0; copy < signing.copies; ++copy) {
+    for (X509* cert : signing.carried) {
+      if (PKCS7_add_certificate(p7, cert) != 1) ThrowOpenSsl("PKCS7_add_certificate");
+    }
   }
   return signerInfo;
 }
@@ -313,8 +317,8 @@ Bytes Build(const Bytes& payload, const Options& options) {
   ERR_clear_error();
   Bytes file;
   if (options.shape == Shape::OuterData) {
-    if (options.pki != nullptr || options.certs || options.digest != Digest::Sha256 ||
-        options.tamper != Tamper::None) {
+    if (options.pki != nullptr || options.certs || options.certCopies != 1 ||
+        options.digest != Digest::Sha256 || options.tamper != Tamper::None) {
       throw std::invalid_argument("ReceiptMaker::Build: a data object is not signed");
     }
     file = ToDer(DataObject(payload).get());

@@ -60,6 +60,7 @@ class TextParser {
 
   void ExpectCount(const std::vector<Token>& tokens, size_t count, const char* usage) const;
   int64_t Int64(const Token& token, const char* what) const;
+  size_t Count(const Token& token, const char* what) const;
   Bytes HexFrom(const std::vector<Token>& tokens, size_t first) const;
   void Once(size_t& firstLine, const std::string& directive);
   void NotWith(size_t otherLine, const std::string& directive, const char* other) const;
@@ -88,6 +89,8 @@ class TextParser {
   size_t noOidLines_[2] = {};  // intermediate, leaf
   size_t notCaLine_ = 0;
   size_t certsLine_ = 0;
+  size_t copiesLine_ = 0;
+  size_t leafExtensionLine_ = 0;
   size_t digestLine_ = 0;
   size_t tamperLine_ = 0;
   size_t indefiniteLine_ = 0;
@@ -100,7 +103,8 @@ class TextParser {
 constexpr Choice<Issuer> kIssuers[] = {{"test-root", Issuer::TestRoot},
                                        {"other-root", Issuer::OtherRoot},
                                        {"impostor-root", Issuer::ImpostorRoot},
-                                       {"storekit", Issuer::StoreKit}};
+                                       {"storekit", Issuer::StoreKit},
+                                       {"loop", Issuer::Loop}};
 constexpr Choice<KeyType> kKeyTypes[] = {{"rsa2048", KeyType::Rsa2048},
                                          {"ec-p256", KeyType::EcP256}};
 constexpr Choice<Cert> kCerts[] = {
@@ -250,9 +254,11 @@ void TextParser::Directive(const std::vector<Token>& tokens) {
     deviceId_ = HexFrom(tokens, 1);
   } else if (keyword == "certs") {
     CertsLine(tokens);
+  } else if (keyword == "cert-copies") {
+    CertsLine(tokens);
   } else if (keyword == "chain" || keyword == "key" || keyword == "valid" || keyword == "no-oid" ||
-             keyword == "intermediate-not-ca" || keyword == "digest" || keyword == "tamper" ||
-             keyword == "indefinite") {
+             keyword == "intermediate-not-ca" || keyword == "leaf-extension" ||
+             keyword == "digest" || keyword == "tamper" || keyword == "indefinite") {
     SigningLine(tokens);
   } else {
     Fail("unknown directive '" + keyword + "'");
@@ -331,7 +337,7 @@ void TextParser::SigningLine(const std::vector<Token>& tokens) {
   NoteExtra(keyword);
   if (keyword == "chain") {
     Once(chainLine_, keyword);
-    ExpectCount(tokens, 2, "chain test-root|other-root|impostor-root|storekit");
+    ExpectCount(tokens, 2, "chain test-root|other-root|impostor-root|storekit|loop");
     pki_.issuer = Word(tokens[1], kIssuers, "chain");
   } else if (keyword == "key") {
     Once(keyLine_, keyword);
@@ -354,6 +360,10 @@ void TextParser::SigningLine(const std::vector<Token>& tokens) {
     Once(notCaLine_, keyword);
     ExpectCount(tokens, 1, "intermediate-not-ca");
     pki_.intermediateIsCa = false;
+  } else if (keyword == "leaf-extension") {
+    Once(leafExtensionLine_, keyword);
+    ExpectCount(tokens, 2, "leaf-extension N");
+    pki_.leafExtensionBytes = Count(tokens[1], "extension byte count");
   } else if (keyword == "digest") {
     Once(digestLine_, keyword);
     ExpectCount(tokens, 2, "digest sha1|sha256");
@@ -370,6 +380,15 @@ void TextParser::SigningLine(const std::vector<Token>& tokens) {
 }
 
 void TextParser::CertsLine(const std::vector<Token>& tokens) {
+  if (tokens[0].text == "cert-copies") {
+    Once(copiesLine_, "cert-copies");
+    NotWith(rawFileLine_, "cert-copies", "raw-file-hex");
+    NoteExtra("cert-copies");
+    ExpectCount(tokens, 2, "cert-copies N");
+    options_.certCopies = Count(tokens[1], "copy count");
+    if (options_.certCopies == 0) Fail("cert-copies needs at least 1");
+    return;
+  }
   Once(certsLine_, "certs");
   NotWith(rawFileLine_, "certs", "raw-file-hex");
   NoteExtra("certs");
@@ -396,7 +415,8 @@ void TextParser::CheckAtEnd() const {
                                      {validLines_[2], "valid"},
                                      {noOidLines_[0], "no-oid"},
                                      {noOidLines_[1], "no-oid"},
-                                     {notCaLine_, "intermediate-not-ca"}}) {
+                                     {notCaLine_, "intermediate-not-ca"},
+                                     {leafExtensionLine_, "leaf-extension"}}) {
       if (line != 0) FailAt(line, std::string(what) + " needs a chain line");
     }
   }
@@ -413,6 +433,7 @@ void TextParser::CheckAtEnd() const {
   if (shape_ == Shape::OuterData) {
     for (const auto& [line, what] : {std::pair{chainLine_, "chain"},
                                      {certsLine_, "certs"},
+                                     {copiesLine_, "cert-copies"},
                                      {digestLine_, "digest"},
                                      {tamperLine_, "tamper"}}) {
       if (line != 0) {
@@ -445,6 +466,12 @@ int64_t TextParser::Time(const Token& token) const {
 void TextParser::ExpectCount(const std::vector<Token>& tokens, size_t count,
                              const char* usage) const {
   if (tokens.size() != count) Fail(std::string("usage: ") + usage);
+}
+
+size_t TextParser::Count(const Token& token, const char* what) const {
+  const int64_t count = Int64(token, what);
+  if (count < 0) Fail(std::string(what) + " must not be negative");
+  return static_cast<size_t>(count);
 }
 
 int64_t TextParser::Int64(const Token& token, const char* what) const {
