@@ -108,6 +108,32 @@ std::optional<std::vector<Ref<Dictionary>>> parse(const std::uint8_t* data, std:
   return parse(data, size, LibCrypto::System());
 }
 
+ThreadLibraryContext::ThreadLibraryContext() : ThreadLibraryContext(LibCrypto::System()) {}
+
+ThreadLibraryContext::ThreadLibraryContext(const LibCrypto& lib) : lib_(&lib) {
+  try {
+    auto* make = lib.GetIfExported<LibCrypto::OSSL_LIB_CTX_new>();
+    auto* free = lib.GetIfExported<LibCrypto::OSSL_LIB_CTX_free>();
+    auto* setDefault = lib.GetIfExported<LibCrypto::OSSL_LIB_CTX_set0_default>();
+    if (make == nullptr || free == nullptr || setDefault == nullptr) return;
+    own_ = make();
+    if (own_ == nullptr) return;
+    previous_ = setDefault(own_);
+    if (previous_ == nullptr) {  // the thread's default could not be set
+      free(own_);
+      own_ = nullptr;
+    }
+  } catch (const toolkit::FunctionNotFoundException&) {
+    // No library: the reader says so when it is asked to read.
+  }
+}
+
+ThreadLibraryContext::~ThreadLibraryContext() {
+  if (own_ == nullptr) return;
+  lib_->Get<LibCrypto::OSSL_LIB_CTX_set0_default>()(previous_);
+  lib_->Get<LibCrypto::OSSL_LIB_CTX_free>()(own_);
+}
+
 Ref<Dictionary> ReadReceipt(const Ref<FolderItem>& file) {
   return ReadReceipt(file, LibCrypto::System());
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <openssl/asn1.h>
+#include <openssl/crypto.h>
 #include <openssl/objects.h>
 #include <openssl/pkcs7.h>
 
@@ -53,6 +54,10 @@ class LibCrypto {
   QM_LIBCRYPTO_FUNCTION(ASN1_get_object);
   QM_LIBCRYPTO_FUNCTION(ASN1_STRING_get0_data);
   QM_LIBCRYPTO_FUNCTION(ASN1_STRING_length);
+  // A library context of a thread's own (ThreadLibraryContext): OpenSSL 3 only.
+  QM_LIBCRYPTO_FUNCTION(OSSL_LIB_CTX_new);
+  QM_LIBCRYPTO_FUNCTION(OSSL_LIB_CTX_free);
+  QM_LIBCRYPTO_FUNCTION(OSSL_LIB_CTX_set0_default);
 #undef QM_LIBCRYPTO_FUNCTION
 
  private:
@@ -71,7 +76,8 @@ class LibCrypto {
   };
   using Functions =
       Table<ERR_load_PKCS7_strings, ERR_load_X509_strings, OpenSSL_add_all_digests, d2i_PKCS7_fp,
-            OBJ_obj2nid, PKCS7_free, ASN1_get_object, ASN1_STRING_get0_data, ASN1_STRING_length>;
+            OBJ_obj2nid, PKCS7_free, ASN1_get_object, ASN1_STRING_get0_data, ASN1_STRING_length,
+            OSSL_LIB_CTX_new, OSSL_LIB_CTX_free, OSSL_LIB_CTX_set0_default>;
 
  public:
   // A tag of the table above.

@@ -181,34 +181,38 @@ class SetEntries {
     const auto copy = [&batch](const Cursor& b) { return batch.Copy(b.Data(), b.Size()); };
 
     for (const Attribute& a : Attributes()) {
-      Variant raw(copy(a.raw));
-      if (a.number == 2) entries.emplace_back(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
       const EntryKeys keys(a.number);
-      if (a.decoded.kind != Kind::None) {
-        // The block of the record whose value is kept: the one object that is "raw N" when
-        // that record is also the last.
-        Variant rawOfDecoded;
-        if (NeedsRawOfDecoded(a)) rawOfDecoded = HasOwnRawOfDecoded(a) ? copy(a.rawOfDecoded) : raw;
-        if (a.decoded.kind == Kind::Raw) {
-          if (a.key != Keys::None)
-            entries.emplace_back(static_cast<std::int64_t>(a.key), rawOfDecoded);
-          entries.emplace_back(Variant::Text(keys.Attr()), std::move(rawOfDecoded));
-        } else {
-          const Cursor& text = a.decoded.text;
-          Variant decoded =
-              a.decoded.kind == Kind::Integer
-                  ? Variant(a.decoded.integer)
-                  : Variant::Text(
-                        std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
-                        a.decoded.encoding);
-          if (KeepsRaw(a.key))
-            entries.emplace_back(static_cast<std::int64_t>(a.key), std::move(rawOfDecoded));
-          else if (a.key != Keys::None)
-            entries.emplace_back(static_cast<std::int64_t>(a.key), decoded);
-          entries.emplace_back(Variant::Text(keys.Attr()), std::move(decoded));
-        }
+      // Entries are found again by their index, which holds wherever the vector puts them.
+      const std::size_t raw = entries.size();
+      entries.emplace_back(Variant::Text(keys.Raw()), copy(a.raw));
+      if (a.number == 2)
+        entries.emplace_back(static_cast<std::int64_t>(Keys::BundleIDRaw), entries[raw].value);
+      if (a.decoded.kind == Kind::None) continue;
+      // The block of the record whose value is kept: the one object that is "raw N" when that
+      // record is also the last.
+      Variant rawOfDecoded;
+      if (NeedsRawOfDecoded(a))
+        rawOfDecoded = HasOwnRawOfDecoded(a) ? copy(a.rawOfDecoded) : entries[raw].value;
+      if (a.decoded.kind == Kind::Raw) {
+        if (a.key != Keys::None)
+          entries.emplace_back(static_cast<std::int64_t>(a.key), rawOfDecoded);
+        entries.emplace_back(Variant::Text(keys.Attr()), std::move(rawOfDecoded));
+        continue;
       }
-      entries.emplace_back(Variant::Text(keys.Raw()), std::move(raw));
+      if (KeepsRaw(a.key))
+        entries.emplace_back(static_cast<std::int64_t>(a.key), std::move(rawOfDecoded));
+      const std::size_t attr = entries.size();
+      if (a.decoded.kind == Kind::Integer) {
+        entries.emplace_back(Variant::Text(keys.Attr()), a.decoded.integer);
+      } else {
+        const Cursor& text = a.decoded.text;
+        entries.emplace_back(
+            Variant::Text(keys.Attr()),
+            Variant::Text(std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
+                          a.decoded.encoding));
+      }
+      if (a.key != Keys::None && !KeepsRaw(a.key))
+        entries.emplace_back(static_cast<std::int64_t>(a.key), entries[attr].value);
     }
     return entries;
   }

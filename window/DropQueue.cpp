@@ -4,10 +4,15 @@
 #include <iterator>
 #include <utility>
 
-DropQueue::DropQueue(Reader reader, unsigned threads) : reader_(std::move(reader)) {
+DropQueue::DropQueue(Reader reader, unsigned threads, const ThreadState& state)
+    : reader_(std::move(reader)) {
   threads_.reserve(threads);
-  for (unsigned i = 0; i < threads; ++i)
-    threads_.emplace_back([this](const std::stop_token& stop) { Read(stop); });
+  for (unsigned i = 0; i < threads; ++i) {
+    threads_.emplace_back([this, state](const std::stop_token& stop) {
+      const std::shared_ptr<void> own = state ? state() : nullptr;
+      Read(stop);
+    });
+  }
 }
 
 DropQueue::~DropQueue() {

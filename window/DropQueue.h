@@ -5,6 +5,7 @@
 #include <deque>
 #include <exception>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <stop_token>
@@ -51,9 +52,13 @@ class DropQueue {
   // Reads one item; called on the queue's threads, several at once, so it must keep to what
   // it is given. It must not raise: an exception belongs in the reading.
   using Reader = std::function<ItemReading(const DroppedItem&)>;
+  // Made on each of the queue's threads as it starts, and kept there until it ends: what the
+  // thread needs of its own to read.
+  using ThreadState = std::function<std::shared_ptr<void>()>;
 
-  // `threads` readers start at once and wait for items; with 0, Next reads.
-  DropQueue(Reader reader, unsigned threads);
+  // `threads` readers start at once and wait for items; with 0, Next reads. `state`, when
+  // given, is made on each of them.
+  DropQueue(Reader reader, unsigned threads, const ThreadState& state = {});
   // Stops the threads, after they have finished the items they are reading.
   ~DropQueue();
   DropQueue(const DropQueue&) = delete;

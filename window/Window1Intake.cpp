@@ -85,7 +85,11 @@ void Window1::Event_DropObject(toolkit::DragItem& obj, int action) {
   // Deal with each item, in turns of the event loop, behind any drop still being read.
   if (!queue_ || (itemsDropped_ == 0 && queue_->Threads() != readingThreads_)) {
     queue_.reset();  // its threads end before new ones start
-    queue_ = std::make_unique<DropQueue>(ItemReader(), readingThreads_);
+    // Each reading thread works in a libcrypto context of its own, so that they read side by
+    // side rather than in turns.
+    queue_ = std::make_unique<DropQueue>(ItemReader(), readingThreads_, [] {
+      return std::make_shared<CertTools::ThreadLibraryContext>();
+    });
   }
   itemsDropped_ += static_cast<std::int64_t>(dropped.size());
   dropsLeft_.push_back(static_cast<std::int64_t>(dropped.size()));

@@ -15,6 +15,7 @@
 #include <QScreen>
 #include <QStyleOptionFrame>
 #include <QStyledItemDelegate>
+#include <QTimer>
 #include <QToolButton>
 #include <QUrl>
 #include <QWindow>
@@ -144,7 +145,8 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
       area_(new QWidget(this)),
       progress_(new QWidget(area_)),
       progressText_(new QLabel(progress_)),
-      stop_(new QToolButton(progress_)) {
+      stop_(new QToolButton(progress_)),
+      progressLater_(new QTimer(this)) {
   const toolkit::WindowProperties& p = window_->Properties();
   // Type 0 is a plain document window; the toolkit's other kinds are dialogs of some sort.
   Qt::WindowFlags flags = (p.Type == 0 ? Qt::Window : Qt::Dialog) | Qt::CustomizeWindowHint |
@@ -275,6 +277,8 @@ WindowHost::WindowHost(toolkit::Ref<toolkit::Window> window, QWidget* parent)
   strip->addWidget(stop_);
   connect(stop_, &QToolButton::clicked, this, [this] { Guard([&] { window_->RaiseStopWork(); }); });
   progress_->hide();
+  progressLater_->setSingleShot(true);
+  connect(progressLater_, &QTimer::timeout, this, [this] { ShowProgress(); });
   window_->OnProgress = [this] { ShowProgress(); };
 
   BuildMenus();
@@ -422,8 +426,17 @@ void WindowHost::ShowProgress() {
         },
         Qt::QueuedConnection);
   }
-  if (progressText_->text() != text) progressText_->setText(text);
   const bool shown = working && !text.isEmpty();
+  // While the strip shows, its text changes a few times a second at most: a person reads it
+  // no faster, and each change repaints it, which would take the loop's time from the rows.
+  constexpr qint64 kTextMs = 150;
+  if (shown && progress_->isVisible() && textShown_.isValid() && textShown_.elapsed() < kTextMs) {
+    if (!progressLater_->isActive())
+      progressLater_->start(static_cast<int>(kTextMs - textShown_.elapsed()));
+  } else if (progressText_->text() != text) {
+    progressText_->setText(text);
+    textShown_.start();
+  }
   if (shown != progress_->isVisible()) {
     progress_->setVisible(shown);
     if (shown) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QMainWindow>
 #include <QTreeView>
 #include <vector>
@@ -12,6 +13,7 @@ class QDragMoveEvent;
 class QDropEvent;
 class QLabel;
 class QMenu;
+class QTimer;
 class QToolButton;
 class QUrl;
 
@@ -107,6 +109,8 @@ class WindowHost final : public QMainWindow {
   QWidget* progress_;
   QLabel* progressText_;
   QToolButton* stop_;
+  QTimer* progressLater_;    // shows a text that came too soon after the last
+  QElapsedTimer textShown_;  // since the strip's text last changed
   // The first row of a drop whose rows have yet to come, to be scrolled into view when they
   // do; -1 for none.
   std::int64_t revealFrom_ = -1;

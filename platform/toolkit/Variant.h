@@ -63,13 +63,17 @@ class Variant {
       kind_ = Kind::Object;
     }
   }
-  // A String of `bytes` with `encoding` declared on it, made in its place: what
-  // Variant(String(...)) holds, without the String in between.
-  static Variant Text(std::string_view bytes, TextEncoding encoding = TextEncoding::None) {
-    Variant v;
-    v.SetText(bytes);
-    v.encoding_ = encoding;
-    return v;
+  // A String of `bytes` with `encoding` declared on it, for a Variant made of it in its place:
+  // what Variant(String(...)) holds, without the String in between. Only views the bytes.
+  struct Text {
+    explicit Text(std::string_view textBytes, TextEncoding textEncoding = TextEncoding::None)
+        : bytes(textBytes), encoding(textEncoding) {}
+    std::string_view bytes;
+    TextEncoding encoding;
+  };
+  Variant(Text text) {  // NOLINT: made in place
+    SetText(text.bytes);
+    encoding_ = text.encoding;
   }
 
   Variant(const Variant& other)

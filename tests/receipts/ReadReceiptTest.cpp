@@ -227,6 +227,39 @@ TEST_F(ReadReceiptTest, ThreadsReadAtOnceThroughOneBinding) {
   EXPECT_EQ(BinaryStream::OpenStreams(), streams);
 }
 
+// A thread's own library context: while it lives the thread's default context is another
+// than the process's, receipts read as ever in it, and when it goes the default is back; other
+// threads keep theirs. Without the library nothing changes and nothing raises.
+TEST_F(ReadReceiptTest, AThreadReadsInALibraryContextOfItsOwn) {
+  const auto receipt = Write(Sign(kPayload));
+  const auto notes = Ref<FolderItem>::New(scratch_.Write("notes", "not a receipt"));
+  const auto refused = Ref<FolderItem>::New(scratch_.Write("refused", Sign(Integer(5))));
+  OSSL_LIB_CTX* const global = OSSL_LIB_CTX_get0_global_default();
+  // The thread's default context, as OSSL_LIB_CTX_set0_default answers without changing it.
+  const auto current = [] { return OSSL_LIB_CTX_set0_default(nullptr); };
+  const struct {
+    const char* library;
+    bool own;
+  } rows[] = {{"libcrypto.so.3", true}, {"/nonexistent/libcrypto.so", false}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.library);
+    const LibCrypto lib(row.library);
+    std::jthread([&] {
+      EXPECT_EQ(current(), global);
+      {
+        const CertTools::ThreadLibraryContext context(lib);
+        EXPECT_EQ(context.Own(), row.own);
+        EXPECT_EQ(current() != global, row.own);
+        EXPECT_FALSE(ReadReceipt(receipt).IsNil());
+        EXPECT_TRUE(ReadReceipt(notes).IsNil());
+        EXPECT_THROW(ReadReceipt(refused), toolkit::NilObjectException);
+      }
+      EXPECT_EQ(current(), global);
+    }).join();
+    EXPECT_EQ(current(), global);  // this thread's never changed
+  }
+}
+
 // The receipts beside the checkout each read as one receipt; skipped where they are absent.
 TEST(RealReceipts, EachReadsAsOneReceipt) {
   const fs::path folder = QM_SHARED_RECEIPTS;
