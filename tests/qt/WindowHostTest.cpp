@@ -269,25 +269,19 @@ TEST_F(WindowHostTest, OpeningTheLastRowOfALongListScrollsItsRowsIntoView) {
   ASSERT_TRUE(WaitShown());
   qt::ListItemModel& model = *host->ItemModel();
   const QModelIndex first = model.index(0, 0), last = model.index(1001, 0);
-  const auto at = [&](const QModelIndex& row, bool onArrow) {
+  const auto arrow = [&](const QModelIndex& row) {
     const QRect cell = view().visualRect(row);
-    return onArrow ? QPoint(cell.left() - view().indentation() / 2, cell.center().y())
-                   : cell.center();
+    return QPoint(cell.left() - view().indentation() / 2, cell.center().y());
   };
   const struct {
     const char* how;
     std::function<void(const QModelIndex&)> open;
   } cases[] = {
+      // Every way of opening a row ends in the view's one signal that a row opened.
       {"Right", [&](const QModelIndex&) { QTest::keyClick(&view(), Qt::Key_Right); }},
-      {"+", [&](const QModelIndex&) { QTest::keyClick(&view(), Qt::Key_Plus); }},
-      {"a double click",
-       [&](const QModelIndex& row) {  // the first click of it, then the second
-         QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, at(row, false));
-         QTest::mouseDClick(view().viewport(), Qt::LeftButton, {}, at(row, false));
-       }},
       {"a click on the arrow",
        [&](const QModelIndex& row) {
-         QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, at(row, true));
+         QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, arrow(row));
        }},
   };
   for (const auto& c : cases) {
