@@ -186,28 +186,6 @@ TEST(Parse, ManyNumbersInOneSetKeepEachNumbersLastRecord) {
   }
 }
 
-// Where the outcome of a broken payload is nobody's promise, what must hold is that the walk
-// ends and that every block it hands out is a copy of bytes of the payload.
-TEST(Parse, BrokenPayloadsYieldOnlyPayloadBytes) {
-  for (const char* hex : {"31 84 7F FF FF FF 30 09 02 01 03 02 01 01 04 01 41",
-                          "31 80 30 09 02 01 03 02 01 01 04 01 41 00 00",
-                          "31 0F 30 0D 02 01 03 02 01 01 04 84 7F FF FF FF 41",
-                          "31 0B 30 84 7F FF FF FF 02 01 03 04 01", "31 05 30 03 02 01"}) {
-    SCOPED_TRACE(hex);
-    const Bytes payload = H(hex);
-    for (const auto& map :
-         ParseExactly(payload).value_or(std::vector<toolkit::Ref<toolkit::Dictionary>>{})) {
-      for (const auto& value : map->Values()) {
-        const auto block = value.As<toolkit::MemoryBlock>();
-        if (!block) continue;
-        const auto bytes = block->Bytes();
-        EXPECT_NE(std::search(payload.begin(), payload.end(), bytes.begin(), bytes.end()),
-                  payload.end());
-      }
-    }
-  }
-}
-
 // clang-format off
 // An attribute number, its key and its title.
 const std::tuple<std::int64_t, Keys, const char*> kKeyRows[] = {
