@@ -324,9 +324,13 @@ void BM_ViewDrop(benchmark::State& state) {
   program.window->ReadingThreads(Window1::DefaultReadingThreads());
 }
 BENCHMARK(BM_ViewDrop)
+    // The one-thread drop first, while the window's reading threads are the first it made, as
+    // they are in the program, where they last as long as the window: measured after the
+    // two-thread drop, whose threads then end, it reads about a fifth slower (seen on this
+    // machine; the cause is not known).
     ->ArgNames({"files", "threads"})
-    ->Args({1000, 2})
     ->Args({10000, 1})
+    ->Args({1000, 2})
     ->Args({10000, 2})
     ->Args({kMostFiles, 2})
     ->UseRealTime()
