@@ -336,6 +336,57 @@ BENCHMARK(BM_ViewDrop)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
+// The same drop and the same reading on one thread, one right after the other in each
+// iteration, so that both meet the machine at the same speed: on a shared machine whose speed
+// drifts between runs, the median of the iterations' ratios (drop_per_read) tells the cost of
+// the threads and the rows more steadily than the ratio of two cases' medians. No time of its
+// own is reported.
+void BM_DropBesideReading(benchmark::State& state) {
+  using Clock = std::chrono::steady_clock;
+  const std::int64_t n = state.range(0);
+  std::vector<Ref<FolderItem>> files;
+  for (const fs::path& p : Receipts(n))
+    files.push_back(Ref<FolderItem>::New(p));
+  const auto mime = Urls(Receipts(n));
+  Program& program = Program::Get();
+  program.window->ReadingThreads(static_cast<unsigned>(state.range(1)));
+  std::vector<double> ratios;
+  std::vector<Ref<toolkit::Dictionary>> records;
+  records.reserve(files.size());
+  for (auto _ : state) {
+    const auto read = Clock::now();
+    for (const auto& file : files)
+      records.push_back(CertTools::ReadReceipt(file));
+    const std::chrono::duration<double> reading = Clock::now() - read;
+    records.clear();
+    program.ShowList();
+    program.Enter(*mime);
+    const auto drop = Clock::now();
+    const bool taken = program.Drop(*mime);
+    program.FinishReading();
+    const std::chrono::duration<double> dropping = Clock::now() - drop;
+    const bool shown = taken && program.host->ItemModel()->rowCount() == n;
+    program.Clear();
+    if (!shown) {
+      state.SkipWithError("the drop did not show all its rows");
+      break;
+    }
+    ratios.push_back(dropping / reading);
+  }
+  if (!ratios.empty()) {
+    std::nth_element(ratios.begin(),
+                     ratios.begin() + static_cast<std::ptrdiff_t>(ratios.size() / 2), ratios.end());
+    state.counters["drop_per_read"] = ratios[ratios.size() / 2];
+  }
+  program.window->ReadingThreads(Window1::DefaultReadingThreads());
+}
+BENCHMARK(BM_DropBesideReading)
+    ->ArgNames({"files", "threads"})
+    ->Args({10000, 1})
+    ->Args({10000, 2})
+    ->Iterations(7)
+    ->Unit(benchmark::kMillisecond);
+
 // 10,000 rows dropped, the last of them the large receipt.
 void DropTenThousand(Program& program) {
   std::vector<fs::path> files = Receipts(9999);
