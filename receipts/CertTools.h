@@ -14,6 +14,7 @@
 // keys: a member of Keys (as an Int64) for the well-known attributes, "attr N" for every
 // attribute with a decoded value and "raw N" for the raw OCTET STRING contents of every
 // attribute taken in. Attributes 1 and 6 are never taken in.
+
 // libcrypto's library context, OSSL_LIB_CTX (receipts/LibCrypto.h brings its header).
 struct ossl_lib_ctx_st;
 
