@@ -325,9 +325,8 @@ void BM_ViewDrop(benchmark::State& state) {
 }
 BENCHMARK(BM_ViewDrop)
     // The one-thread drop first, while the window's reading threads are the first it made, as
-    // they are in the program, where they last as long as the window: measured after the
-    // two-thread drop, whose threads then end, it reads about a fifth slower (seen on this
-    // machine; the cause is not known).
+    // they are in the program, where they last as long as the window. Measured after the
+    // two-thread drop it was a fifth slower in some runs here; why is not known.
     ->ArgNames({"files", "threads"})
     ->Args({10000, 1})
     ->Args({1000, 2})
