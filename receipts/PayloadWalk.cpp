@@ -3,6 +3,7 @@
 #include <openssl/asn1.h>
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cstring>
 #include <new>
@@ -108,20 +109,45 @@ class Cursor {
 class EntryKeys {
  public:
   explicit EntryKeys(std::int64_t number) {
+    if (number >= 0 && number < 1000 && std::endian::native == std::endian::little) {
+      // A receipt's own numbers: each key lies in one word, made in a register and stored
+      // whole. The Variants made of the keys read them at once, in reads that each lie inside
+      // that one store; bytes stored one by one would make those reads wait for all of them.
+      std::uint64_t digits = 0;
+      digits_ = 0;
+      auto n = static_cast<std::uint64_t>(number);
+      do {
+        digits = digits << 8 | ('0' + n % 10);
+        n /= 10;
+        ++digits_;
+      } while (n != 0);
+      const std::uint64_t attr = Word("attr ") | digits << 40;
+      const std::uint64_t raw = Word("raw ") | digits << 32;
+      std::memcpy(attr_, &attr, sizeof attr);
+      std::memcpy(raw_, &raw, sizeof raw);
+      return;
+    }
     std::memcpy(attr_, "attr ", 5);
     std::memcpy(raw_, "raw ", 4);
     const char* const end = std::to_chars(attr_ + 5, attr_ + sizeof attr_, number).ptr;
     digits_ = static_cast<std::size_t>(end - (attr_ + 5));
-    // All the room for digits in one fixed-size move, which costs less than a call that
-    // copies only the digits.
-    std::memcpy(raw_ + 4, attr_ + 5, 20);
+    std::memcpy(raw_ + 4, attr_ + 5, digits_);
   }
 
   std::string_view Attr() const { return {attr_, 5 + digits_}; }
   std::string_view Raw() const { return {raw_, 4 + digits_}; }
 
  private:
-  char attr_[5 + 20] = {};  // 20: the longest number text, that of INT64_MIN
+  // The bytes of `text`, the first in the lowest byte of the word.
+  template <std::size_t N>
+  static constexpr std::uint64_t Word(const char (&text)[N]) {
+    std::uint64_t word = 0;
+    for (std::size_t i = N - 1; i-- > 0;)
+      word = word << 8 | static_cast<unsigned char>(text[i]);
+    return word;
+  }
+
+  char attr_[5 + 20];  // 20: the longest number text, that of INT64_MIN
   char raw_[4 + 20];
   std::size_t digits_;
 };
@@ -182,17 +208,17 @@ class SetEntries {
 
     for (const Attribute& a : Attributes()) {
       const EntryKeys keys(a.number);
-      // Entries are found again by their index, which holds wherever the vector puts them.
-      const std::size_t raw = entries.size();
-      entries.emplace_back(Variant::Text(keys.Raw()), copy(a.raw));
-      if (a.number == 2)
-        entries.emplace_back(static_cast<std::int64_t>(Keys::BundleIDRaw), entries[raw].value);
+      // Where one value stands under two keys, each entry is made from the value's source, not
+      // copied from the other entry just made: such a copy would read back bytes still on their
+      // way to memory, and wait for them.
+      const Ref<MemoryBlock> raw = copy(a.raw);
+      entries.emplace_back(Variant::Text(keys.Raw()), raw);
+      if (a.number == 2) entries.emplace_back(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
       if (a.decoded.kind == Kind::None) continue;
       // The block of the record whose value is kept: the one object that is "raw N" when that
       // record is also the last.
-      Variant rawOfDecoded;
-      if (NeedsRawOfDecoded(a))
-        rawOfDecoded = HasOwnRawOfDecoded(a) ? copy(a.rawOfDecoded) : entries[raw].value;
+      Ref<MemoryBlock> rawOfDecoded;
+      if (NeedsRawOfDecoded(a)) rawOfDecoded = HasOwnRawOfDecoded(a) ? copy(a.rawOfDecoded) : raw;
       if (a.decoded.kind == Kind::Raw) {
         if (a.key != Keys::None)
           entries.emplace_back(static_cast<std::int64_t>(a.key), rawOfDecoded);
@@ -201,18 +227,19 @@ class SetEntries {
       }
       if (KeepsRaw(a.key))
         entries.emplace_back(static_cast<std::int64_t>(a.key), std::move(rawOfDecoded));
-      const std::size_t attr = entries.size();
+      // The decoded value under "attr N", and under the number's member of Keys when it has one.
+      const auto add = [&](const auto& value) {
+        entries.emplace_back(Variant::Text(keys.Attr()), value);
+        if (a.key != Keys::None && !KeepsRaw(a.key))
+          entries.emplace_back(static_cast<std::int64_t>(a.key), value);
+      };
       if (a.decoded.kind == Kind::Integer) {
-        entries.emplace_back(Variant::Text(keys.Attr()), a.decoded.integer);
+        add(a.decoded.integer);
       } else {
         const Cursor& text = a.decoded.text;
-        entries.emplace_back(
-            Variant::Text(keys.Attr()),
-            Variant::Text(std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
+        add(Variant::Text(std::string_view(reinterpret_cast<const char*>(text.Data()), text.Size()),
                           a.decoded.encoding));
       }
-      if (a.key != Keys::None && !KeepsRaw(a.key))
-        entries.emplace_back(static_cast<std::int64_t>(a.key), entries[attr].value);
     }
     return entries;
   }
@@ -247,7 +274,7 @@ class SetEntries {
   // the others, up to kScanned are found by a scan, which for a few costs less than a table,
   // and from the next one on through `indexes_`, so that a SET of many numbers is still walked
   // in linear time.
-  static constexpr std::int64_t kDirect = 64;
+  static constexpr std::int64_t kDirect = 32;
   static constexpr std::size_t kScanned = 16;
   // Attributes held in the SetEntries itself; more move into `spilled_`.
   static constexpr std::size_t kInPlace = 16;

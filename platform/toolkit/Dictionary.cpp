@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <span>
 #include <utility>
 
 namespace toolkit {
@@ -27,8 +28,8 @@ namespace {
 }  // namespace
 
 inline std::size_t Dictionary::Probe(const Variant& key, std::uint32_t check) const {
-  const Slot* const slots = slots_.data();
-  const std::size_t mask = slots_.size() - 1;
+  const Slot* const slots = slots_.get();
+  const std::size_t mask = slotCount_ - 1;
   // The table is at most half full, so an empty slot ends every search.
   for (std::size_t i = Home(check);; i = (i + 1) & mask) {
     const Slot slot = slots[i];
@@ -38,16 +39,17 @@ inline std::size_t Dictionary::Probe(const Variant& key, std::uint32_t check) co
 }
 
 std::size_t Dictionary::FindSlot(const Variant& key, std::uint32_t check) const {
-  if (slots_.empty()) return kNone;
+  if (slotCount_ == 0) return kNone;
   const std::size_t slot = Probe(key, check);
   return slots_[slot].entry != 0 ? slot : kNone;
 }
 
 void Dictionary::Rehash(std::size_t size) {
-  const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(size));
+  const std::unique_ptr<Slot[]> old = std::exchange(slots_, std::make_unique<Slot[]>(size));
+  const std::size_t oldCount = std::exchange(slotCount_, size);
   shift_ = 32 - std::countr_zero(size);
   const std::size_t mask = size - 1;
-  for (const Slot slot : old) {
+  for (const Slot slot : std::span(old.get(), oldCount)) {
     if (slot.entry == 0) continue;
     std::size_t i = Home(slot.check);
     while (slots_[i].entry != 0)
@@ -66,7 +68,7 @@ void Dictionary::Reserve(std::int64_t count) {
   const auto n = static_cast<std::size_t>(count);
   entries_.reserve(n);
   const std::size_t size = TableSize(n);
-  if (size > slots_.size()) Rehash(size);
+  if (size > slotCount_) Rehash(size);
 }
 
 Dictionary::Dictionary(std::vector<Entry> entries) : entries_(std::move(entries)) {
@@ -98,8 +100,8 @@ std::size_t Dictionary::Add(Key&& key, Item&& value, std::uint32_t check, std::s
   // The slots may be made anew, but the entries move only once the new one is made: `key` and
   // `value` may be keys or values of this map.
   const std::size_t index = entries_.size();
-  if ((index + 1) * 2 > slots_.size()) {
-    Rehash(slots_.empty() ? 16 : slots_.size() * 2);
+  if ((index + 1) * 2 > slotCount_) {
+    Rehash(slotCount_ == 0 ? 16 : slotCount_ * 2);
     free = Probe(key, check);  // the slot of the search is gone with the table it was in
   }
   entries_.emplace_back(std::forward<Key>(key), std::forward<Item>(value));
@@ -111,7 +113,7 @@ template <class Key, class Item>
 void Dictionary::Store(Key&& key, Item&& value) {
   const std::uint32_t check = CheckOf(key);
   std::size_t free = kNone;
-  if (!slots_.empty()) {
+  if (slotCount_ != 0) {
     const std::size_t slot = Probe(key, check);
     if (slots_[slot].entry != 0) {
       entries_[slots_[slot].entry - 1].value = std::forward<Item>(value);
@@ -125,7 +127,7 @@ void Dictionary::Store(Key&& key, Item&& value) {
 std::pair<Variant&, bool> Dictionary::FindOrAdd(const Variant& key, Variant value) {
   const std::uint32_t check = CheckOf(key);
   std::size_t free = kNone;
-  if (!slots_.empty()) {
+  if (slotCount_ != 0) {
     const std::size_t slot = Probe(key, check);
     if (slots_[slot].entry != 0) return {entries_[slots_[slot].entry - 1].value, false};
     free = slot;
@@ -164,7 +166,7 @@ void Dictionary::Remove(const Variant& key) {
   std::size_t hole = FindSlot(key, CheckOf(key));
   if (hole == kNone) KeyNotFound(key);
   const std::size_t index = slots_[hole].entry - 1;
-  const std::size_t mask = slots_.size() - 1;
+  const std::size_t mask = slotCount_ - 1;
 
   // Empty the slot, and move back into it every later slot of the run that may stand there:
   // those whose home lies at or before the hole, counted round from the slot itself. So every
@@ -192,7 +194,7 @@ void Dictionary::Remove(const Variant& key) {
 
 void Dictionary::Clear() {
   entries_.clear();
-  slots_.assign(slots_.size(), Slot{});
+  std::fill_n(slots_.get(), slotCount_, Slot{});
 }
 
 std::vector<Variant> Dictionary::Keys() const {

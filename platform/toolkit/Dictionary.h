@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -61,9 +62,11 @@ class Dictionary : public Object {
   std::vector<Variant> Values() const;
 
  private:
+  // Plain bytes, so that a new table is zeroed in wide stores: a search reads a slot whole,
+  // and a read that spans two narrower stores still on their way waits for both.
   struct Slot {
-    std::uint32_t entry = 0;  // index in entries_ + 1; 0 for an empty slot
-    std::uint32_t check = 0;  // the entry's key's CheckOf
+    std::uint32_t entry;  // index in entries_ + 1; 0 for an empty slot
+    std::uint32_t check;  // the entry's key's CheckOf
   };
   static constexpr std::size_t kNone = ~std::size_t{0};
 
@@ -90,8 +93,10 @@ class Dictionary : public Object {
   void Store(Key&& key, Item&& value);
 
   std::vector<Entry> entries_;
-  std::vector<Slot> slots_;  // empty, or a power of two of them
-  int shift_ = 32;           // 32 - log2(slots_.size())
+  // None, or a power of two of them; zeroed at once when they are made.
+  std::unique_ptr<Slot[]> slots_;
+  std::size_t slotCount_ = 0;
+  int shift_ = 32;  // 32 - log2(slotCount_)
 };
 
 // A two-valued object.

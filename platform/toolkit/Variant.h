@@ -57,11 +57,9 @@ class Variant {
     }
   }
   template <class T>
-  Variant(Ref<T>&& object) noexcept {  // NOLINT: takes over the Ref's reference
-    if (object) {
-      new (&u_.object) Ref<Object>(std::move(object));
-      kind_ = Kind::Object;
-    }
+  Variant(Ref<T>&& object) noexcept  // NOLINT: takes over the Ref's reference
+      : kind_(object ? Kind::Object : Kind::Nil) {
+    if (object) new (&u_.object) Ref<Object>(std::move(object));
   }
   // A String of `bytes` with `encoding` declared on it, for a Variant made of it in its place:
   // what Variant(String(...)) holds, without the String in between. Only views the bytes.
