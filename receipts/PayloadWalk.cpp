@@ -210,15 +210,16 @@ class SetEntries {
       const EntryKeys keys(a.number);
       // Where one value stands under two keys, each entry is made from the value's source, not
       // copied from the other entry just made: such a copy would read back bytes still on their
-      // way to memory, and wait for them.
-      const Ref<MemoryBlock> raw = copy(a.raw);
-      entries.emplace_back(Variant::Text(keys.Raw()), raw);
+      // way to memory, and wait for them. The block goes into its last entry by a move, since
+      // letting go of a reference reads the count that the reference before it has just written.
+      Ref<MemoryBlock> raw = copy(a.raw);
       if (a.number == 2) entries.emplace_back(static_cast<std::int64_t>(Keys::BundleIDRaw), raw);
-      if (a.decoded.kind == Kind::None) continue;
       // The block of the record whose value is kept: the one object that is "raw N" when that
       // record is also the last.
       Ref<MemoryBlock> rawOfDecoded;
       if (NeedsRawOfDecoded(a)) rawOfDecoded = HasOwnRawOfDecoded(a) ? copy(a.rawOfDecoded) : raw;
+      entries.emplace_back(Variant::Text(keys.Raw()), std::move(raw));
+      if (a.decoded.kind == Kind::None) continue;
       if (a.decoded.kind == Kind::Raw) {
         if (a.key != Keys::None)
           entries.emplace_back(static_cast<std::int64_t>(a.key), rawOfDecoded);
