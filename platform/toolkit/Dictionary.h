@@ -93,8 +93,7 @@ class Dictionary : public Object {
   void Store(Key&& key, Item&& value);
 
   std::vector<Entry> entries_;
-  // None, or a power of two of them; zeroed at once when they are made.
-  std::unique_ptr<Slot[]> slots_;
+  std::unique_ptr<Slot[]> slots_;  // none, or a power of two of them
   std::size_t slotCount_ = 0;
   int shift_ = 32;  // 32 - log2(slotCount_)
 };
