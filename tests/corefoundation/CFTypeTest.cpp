@@ -32,21 +32,6 @@ CFTypeRef NewURL() {
   return CFURLCreateWithString(nullptr, Owned<CFStringRef>(NewString("http://h/")), nullptr);
 }
 
-// Borrowed, a wrapper takes a count of its own; handed over, it takes the caller's. Either way
-// it gives one back when it goes. (The factory's table below does the same for each class.)
-TEST(CFTypeTest, AWrapperOwnsExactlyOneCountForItsLife) {
-  const std::int64_t live = cf::LiveObjects();
-  const CFTypeRef ref = NewURL();
-  {
-    const Ref<CFType> borrowed = CFURL::New(ref, false);
-    EXPECT_EQ(borrowed->RefCount(), 2);
-    EXPECT_EQ(borrowed->Reference(), ref);
-  }
-  EXPECT_EQ(CFGetRetainCount(ref), 1);
-  EXPECT_EQ(CFURL::New(ref, true)->debugRefCount(), 1);
-  EXPECT_EQ(cf::LiveObjects(), live);
-}
-
 // The factory picks the class by the type id and by mutability: arrays are mutable for any
 // mutability but 0; data, dictionaries and strings for 2 only. Handed over or borrowed, the
 // count it keeps is the wrapper's.

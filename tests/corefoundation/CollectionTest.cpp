@@ -1,4 +1,3 @@
-#include <vector>
 
 #include "corefoundation/CFArray.h"
 #include "corefoundation/CFBoolean.h"

@@ -56,25 +56,15 @@ TEST_F(Window1ReadingTest, RowsComeInTheOrderOfTheDropWhateverTheThreads) {
   for (int i = 0; i < 150; ++i) {
     const auto& k = kinds[static_cast<std::size_t>(i) % std::size(kinds)];
     std::string name = k.kind + std::to_string(i);
+    if (k.kind == 'b') name += ".app";
     const fs::path at = fs::path("drop") / name;
-    switch (k.kind) {
-      case 'r':
-        scratch.Write(at, Receipt());
-        break;
-      case 'n':
-        scratch.Write(at, "not a receipt");
-        break;
-      case 'x':
-        scratch.Write(at, refused);
-        break;
-      case 'f':
-        scratch.Folder(at);
-        break;
-      case 'b':
-        name += ".app";
-        scratch.Write(fs::path("drop") / name / "Contents/_MASReceipt/receipt", Receipt());
-        break;
-    }
+    if (k.kind == 'f')
+      scratch.Folder(at);
+    else if (k.kind == 'n')
+      scratch.Write(at, "not a receipt");
+    else
+      scratch.Write(k.kind == 'b' ? at / "Contents/_MASReceipt/receipt" : at,
+                    k.kind == 'x' ? refused : Receipt());
     names.push_back(name);
   }
   for (const bool option : {true, false}) {
@@ -180,9 +170,7 @@ TEST_F(Window1ReadingTest, AStopKeepsTheRowsAddedAndReadsNoMore) {
 // would: the rows before it stay, its other items get none, the exception leaves the turn, and a
 // drop behind it is read.
 TEST_F(Window1ReadingTest, AnItemThatRaisesEndsItsDrop) {
-  window->raiseOnReading = "boom";
-  scratch.Write("drop/boom", Receipt());
-  for (const char* name : {"r1", "r2", "r3", "r4", "r5"})
+  for (const char* name : {"boom", "r1", "r2", "r3", "r4", "r5"})
     scratch.Write(fs::path("drop") / name, Receipt());
   for (const unsigned threads : {0u, 2u}) {
     SCOPED_TRACE(std::to_string(threads) + " threads");
