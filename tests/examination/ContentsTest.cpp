@@ -140,9 +140,7 @@ TEST(ExaminationJson, ParsesAndHoldsTheReceiptInApplesShape) {
 }
 
 TEST(ExaminationJson, TextThatIsNotUtf8RoundTripsAsBase64) {
-  const std::string bytes =
-      "\xFF\xFE"
-      "A\xC0\x80";  // 0xC0 0x80: an overlong NUL
+  const std::string bytes = "\xFF\xFE\x41\xC0\x80";  // 0x41 is "A"; 0xC0 0x80 an overlong NUL
   const Report r = ExamineMade("attr 2 1 hex 0C05 FFFE41C080\nattr 10 1 utf8 \"fine\"");
   const auto j = nlohmann::json::parse(ToJson(r, -1));
   for (const auto& value : {j["receipt"]["bundle_id"], j["attributes"][0]["value"]}) {
