@@ -176,27 +176,14 @@ TEST_F(Window1ReadingTest, AnItemThatRaisesEndsItsDrop) {
     window->ReadingThreads(threads);
     window->RaiseOpen();
     window->clearList();
-    // Turns until the drops are read; how many raised.
-    const auto readAll = [&] {
-      int raised = 0;
-      while (window->Working()) {
-        try {
-          Turn();
-        } catch (const toolkit::IOException&) {
-          ++raised;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      }
-      return raised;
-    };
     StartDrop({"r1", "r2", "boom", "r3", "notes"}, true);
     StartDrop({"r4", "r5"});
-    EXPECT_EQ(readAll(), 1);
+    EXPECT_EQ(FinishReading(), 1);
     EXPECT_EQ(ReceiptRows(list()), (Strings{"r1", "r2", "r4", "r5"}));
     EXPECT_EQ(list().ListCount(), 4);
     StartDrop({"boom", "r1"});  // raises at its first item: the second gets no row
     StartDrop({"r3"});
-    EXPECT_EQ(readAll(), 1);
+    EXPECT_EQ(FinishReading(), 1);
     EXPECT_EQ(ReceiptRows(list()), (Strings{"r1", "r2", "r4", "r5", "r3"}));
   }
 }
