@@ -21,13 +21,12 @@ using namespace Examination;
 
 struct Setting {
   ReceiptMaker::Bytes root = ReceiptMaker::TestPki().TrustedRoot();
-  Options options;
+  Options options{.identifiers = {*ParseIdentifier("f8:ff:c2:1e:91:82").identifier},
+                  .anchor = TrustAnchor::FromDer(root),
+                  .now = 1780272000};  // 2026-06-01T00:00:00Z
   X509_STORE* store = X509_STORE_new();
 
   Setting() {
-    options.anchor = TrustAnchor::FromDer(root);
-    options.now = 1780272000;  // 2026-06-01T00:00:00Z
-    options.identifiers = {*ParseIdentifier("f8:ff:c2:1e:91:82").identifier};
     const unsigned char* p = root.data();
     X509* x = d2i_X509(nullptr, &p, static_cast<long>(root.size()));
     X509_STORE_add_cert(store, x);

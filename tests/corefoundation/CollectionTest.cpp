@@ -1,4 +1,3 @@
-#include <vector>
 
 #include "corefoundation/CFArray.h"
 #include "corefoundation/CFBoolean.h"
@@ -14,16 +13,12 @@ namespace {
 using namespace CoreFoundation;
 using CFArrayExtension::CFValue;
 
-Ref<CFType> Str(const char* text) {
-  return CFString::New(String(text));
-}
-
 // The array holds counts of its own, gives a replaced value back, and lets no index past its
 // last through: not even Count, where the platform would append.
 TEST(CFArrayTest, AnArrayOwnsItsValuesAndKeepsToItsBounds) {
-  const Ref<CFType> a = Str("a");
+  const Ref<CFType> a = CFString::New("a");
   const Ref<CFMutableArray> array = CFMutableArray::New(std::int64_t{0});
-  array->Append(Str("b"));
+  array->Append(CFString::New("b"));
   array->Append(a);
   EXPECT_EQ(CFValue(array, 1)->RefCount(), 3);  // the array's, a's and the read wrapper's
   array->Value(0, a);
@@ -38,7 +33,7 @@ TEST(CFArrayTest, AnArrayOwnsItsValuesAndKeepsToItsBounds) {
 // Keys and values are found by value, not identity; a dictionary set into another before it
 // is filled is the same object there, as the interface lookup builds its matching dictionary.
 TEST(CFDictionaryTest, EntriesAreFoundByValueAndOwnedByTheDictionary) {
-  const Ref<CFType> key = Str("key");
+  const Ref<CFType> key = CFString::New("key");
   const Ref<CFMutableDictionary> dictionary = CFMutableDictionary::New();
   const Ref<CFMutableDictionary> inner = CFMutableDictionary::New();
   dictionary->Value(key, inner);
@@ -46,13 +41,15 @@ TEST(CFDictionaryTest, EntriesAreFoundByValueAndOwnedByTheDictionary) {
   dictionary->Value(nullptr, key);
   EXPECT_EQ(dictionary->Count(), 1);
   EXPECT_EQ(key->RefCount(), 3);  // the wrapper's and each dictionary's
-  EXPECT_TRUE(dictionary->HasKey(Str("key")) && !dictionary->HasValue(key));
-  const Ref<CFType> read = dictionary->Value(Str("key"));
+  EXPECT_TRUE(dictionary->HasKey(CFString::New("key")) && !dictionary->HasValue(key));
+  const Ref<CFType> read = dictionary->Value(CFString::New("key"));
   EXPECT_TRUE(IsExactly<CFDictionary>(read));  // read immutable
   EXPECT_EQ(read->Reference(), inner->Reference());
-  EXPECT_EQ(inner->Value(Str("key")), Ref<CFType>(CFBoolean::GetTrue()));  // the shared wrapper
-  EXPECT_TRUE(dictionary->Value(Str("none")).IsNil() && dictionary->Value(nullptr).IsNil());
-  dictionary->Remove(Str("key"));
+  EXPECT_EQ(inner->Value(CFString::New("key")),
+            Ref<CFType>(CFBoolean::GetTrue()));  // the shared wrapper
+  EXPECT_TRUE(dictionary->Value(CFString::New("none")).IsNil() &&
+              dictionary->Value(nullptr).IsNil());
+  dictionary->Remove(CFString::New("key"));
   EXPECT_EQ(key->RefCount(), 2);
 }
 

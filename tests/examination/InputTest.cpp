@@ -59,13 +59,9 @@ TEST(ExaminationInput, AnyBytesGiveAReportThatSaysWhatFailed) {
             std::string::npos);
 }
 
-// The size of a DER object's contents.
+// The size of a certificate's contents: all but its tag and its length in the long form.
 std::size_t ContentsSize(const Bytes& der) {
-  if (der.size() < 2 || der[1] < 0x80) return der.size() < 2 ? 0 : der[1];
-  std::size_t size = 0;
-  for (std::size_t i = 0; i < (der[1] & 0x7Fu); ++i)
-    size = size << 8 | der.at(2 + i);
-  return size;
+  return der.size() - 2 - (der.at(1) & 0x7Fu);
 }
 
 TEST(ExaminationInput, HostileCertificatesEndWithAReason) {

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/iokit/FakeSysfs.h"
-#include "tests/iokit/HandleCheck.h"
 
 namespace iokit_test {
 namespace {
@@ -53,7 +52,3 @@ TEST(ExaminationMachine, ThePrimaryFirstThenEachBuiltInAddressOnce) {
 
 }  // namespace
 }  // namespace iokit_test
-
-int main(int argc, char** argv) {
-  return iokit_test::RunAllTests(argc, argv);
-}

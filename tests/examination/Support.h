@@ -41,11 +41,8 @@ inline Made Make(std::string_view description) {
 
 inline Report ExamineAt(const Bytes& file, std::shared_ptr<const TrustAnchor> root,
                         std::vector<DeviceIdentifier> identifiers = {}) {
-  Options options;
-  options.anchor = std::move(root);
-  options.now = kNow;
-  options.identifiers = std::move(identifiers);
-  return Examine(file, options);
+  return Examine(file,
+                 {.identifiers = std::move(identifiers), .anchor = std::move(root), .now = kNow});
 }
 
 inline Report ExamineMade(std::string_view description,

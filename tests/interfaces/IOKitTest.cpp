@@ -15,32 +15,26 @@ namespace {
 
 using toolkit::MemoryBlock;
 using toolkit::Ref;
-using Strings = std::vector<std::string>;
 
 const char* const kA = "0a:01";  // addresses of any length are taken as they are
 const char* const kB = "0b:02";
 
-// Each Pair as "name=HEX", or "nil" for no array.
-Strings Lines(const IOKit::MACAddresses& pairs) {
-  if (!pairs) return {"nil"};
-  Strings lines;
+// Each Pair as " name=HEX", or " nil" for no array.
+std::string Listed(const IOKit::MACAddresses& pairs) {
+  if (!pairs) return " nil";
+  std::string text;
   for (const Ref<toolkit::Pair>& pair : *pairs) {
     EXPECT_TRUE(pair->Right().IsString());
-    lines.push_back(pair->Right().StringValue().Bytes() + "=" +
-                    toolkit::EncodeHex(pair->Left().As<MemoryBlock>()->StringValue()).Bytes());
+    text += " " + pair->Right().StringValue().Bytes() + "=" +
+            toolkit::EncodeHex(pair->Left().As<MemoryBlock>()->StringValue()).Bytes();
   }
-  return lines;
+  return text;
 }
 
 // The built-in interfaces, then "|" and the primary ones, each as "name=HEX".
 std::string Machine() {
-  std::string text;
-  for (const std::string& line : Lines(IOKit::AllMACAddressesRaw()))
-    text += line + " ";
-  text += "|";
-  for (const std::string& line : Lines(IOKit::GetMACAddresses(true)))
-    text += " " + line;
-  return text;
+  return (Listed(IOKit::AllMACAddressesRaw()) + " |" + Listed(IOKit::GetMACAddresses(true)))
+      .substr(1);
 }
 
 TEST(IOKitTest, TheBuiltInAndThePrimaryInterfacesOfMachines) {
@@ -111,7 +105,7 @@ TEST(IOKitTest, ThePrimaryAddressIsTheFirstPrimarysAndWithoutARegistryThereIsNon
     const FakeSysfs sysfs;
     EXPECT_TRUE(IOKit::PrimaryMACAddressRaw().IsNil());  // the window shows the empty text
     fs::remove_all(sysfs.path() / "sys");
-    EXPECT_EQ(Lines(IOKit::AllMACAddressesRaw()), Strings{"nil"});  // the window sees the raise
+    EXPECT_EQ(Listed(IOKit::AllMACAddressesRaw()), " nil");  // the window sees the raise
   }
 }
 

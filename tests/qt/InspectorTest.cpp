@@ -57,13 +57,6 @@ class InspectorTest : public ::testing::Test {
   void Select(std::int64_t row) {
     host->ListView()->setCurrentIndex(host->ItemModel()->IndexOf(row));
   }
-  std::vector<std::vector<std::string>> Rows() const {
-    std::vector<std::vector<std::string>> rows;
-    const auto list = window->lb();
-    for (std::int64_t r = 0; r < list->ListCount(); ++r)
-      rows.push_back({list->Cell(r, 0).Bytes(), list->Cell(r, 2).Bytes()});
-    return rows;
-  }
   QString Line(std::size_t i) const { return inspector->Pane()->Lines()[i]->text(); }
 
   test_support::ScratchFolder temp;
@@ -76,21 +69,20 @@ class InspectorTest : public ::testing::Test {
 };
 
 // The App Store's own receipts: the verdict, the count of purchases that the receipts' README
-// gives, and the JSON on the clipboard with the bundle id that the window's own reader shows.
+// gives, and the JSON on the clipboard. (What each reader makes of them: their own tests.)
 TEST_F(InspectorTest, ShowsAndCopiesTheExaminationOfRealReceipts) {
   if (!fs::exists(kReal)) GTEST_SKIP() << kReal << " is absent: no real receipts to inspect";
-  struct Case {
+  const struct {
     const char* file;
     std::size_t purchases;
     const char* line;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"mac-2015.receipt", 0, "No purchases"},                   // none, said as none
       {"mac-2023-sha256-purchases.receipt", 3, "3 purchases"},   // SHA-256 signed
       {"ios-2020-sandbox-large.receipt", 187, "187 purchases"},  // the long table
   };
   inspector->SetShown(true);
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
     Open({kReal / c.file});
     const std::int64_t row = window->lb()->LastIndex();
@@ -104,16 +96,6 @@ TEST_F(InspectorTest, ShowsAndCopiesTheExaminationOfRealReceipts) {
     inspector->CopyJsonAction()->trigger();
     const auto json = nlohmann::json::parse(QApplication::clipboard()->text().toStdString());
     EXPECT_EQ(json["receipt"]["in_app"].size(), c.purchases);
-    // The window's reader shows attribute 2 among the row's children.
-    window->lb()->Expanded(row, true);
-    std::string bundle;
-    for (std::int64_t r = row + 1; r < window->lb()->ListCount(); ++r) {
-      if (window->lb()->Cell(r, 1).Bytes().starts_with("2 "))
-        bundle = window->lb()->Cell(r, 2).Bytes();
-    }
-    EXPECT_FALSE(bundle.empty());
-    EXPECT_EQ(json["receipt"]["bundle_id"], bundle);
-    window->lb()->Expanded(row, false);
   }
 }
 
@@ -122,12 +104,11 @@ TEST_F(InspectorTest, ShowsAndCopiesTheExaminationOfRealReceipts) {
 TEST_F(InspectorTest, OpenGivesTheRowsOfADrop) {
   const fs::path receipt = temp.Write("in/a.receipt", window_test::Receipt());
   const fs::path text = temp.Write("in/notes.txt", std::string_view("not a receipt"));
-  const fs::path bundle = temp.path() / "in/Empty.app";
-  fs::create_directories(bundle);
+  const fs::path bundle = temp.Folder("in/Empty.app");
   Open({receipt, text, bundle});
-  EXPECT_EQ(Rows(), (std::vector<std::vector<std::string>>{{"a.receipt", ""}}));
+  EXPECT_EQ(window_test::Rows(*window->lb()), std::vector<std::string>{"a.receipt|| +"});
   Open({text});
-  EXPECT_EQ(Rows().back(), (std::vector<std::string>{"notes.txt", "Not a MAS receipt"}));
+  EXPECT_EQ(window_test::Rows(*window->lb()).back(), "notes.txt||Not a MAS receipt");
 }
 
 // While the pane is hidden nothing is examined; shown, each receipt once, and the device field
@@ -147,7 +128,6 @@ TEST_F(InspectorTest, ExaminesOnlyWhileShownAndRechecksWithoutReading) {
   EXPECT_EQ(Line(1), "No device can be told: the receipt has no attribute 4, 5");
 
   QLineEdit* field = inspector->Pane()->IdentifierField();
-  EXPECT_EQ(field->accessibleName(), "Device identifier");
   QTest::keyClicks(field, "zz");
   field->setText("02:00:00:00:00:01");
   EXPECT_EQ(inspector->Examinations(), 2u) << "the report is kept";
@@ -199,22 +179,18 @@ TEST_F(InspectorTest, SaysWhyARowIsNoReceipt) {
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   const fs::path locked = temp.Write("locked.receipt", window_test::Receipt());
   fs::permissions(locked, fs::perms::none);
-  struct Case {
+  const struct {
     fs::path item;
     const char* row;
     const char* why;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {fifo, "Not a MAS receipt", "is a FIFO (a named pipe), not a regular file"},
       {temp.Write("t.txt", std::string_view("text")), "Not a MAS receipt", "not PKCS#7"},
-      {temp.path() / "Gone.app", "No MAS receipt in app", "No such file or directory"},
-      {temp.path() / "GONE.APP", "No MAS receipt in app", "No such file or directory"},
+      {temp.Folder("Gone.app"), "No MAS receipt in app", "No such file or directory"},
       {locked, "Not a MAS receipt", "Permission denied"},  // unless root, who reads anyway
   };
-  fs::create_directories(temp.path() / "Gone.app");
-  fs::create_directories(temp.path() / "GONE.APP");
   inspector->SetShown(true);
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.item);
     if (geteuid() == 0 && c.item == locked) continue;
     Open({c.item});

@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <tuple>
-#include <vector>
 
 #include "receipts/CertTools.h"
 #include "receipts/LibCrypto.h"
@@ -175,9 +173,7 @@ TEST(Parse, ManyNumbersInOneSetKeepEachNumbersLastRecord) {
       }
       const auto raw = map.Lookup(("raw " + text).c_str(), nullptr).As<toolkit::MemoryBlock>();
       ASSERT_TRUE(raw) << number;
-      const Bytes expected = ReceiptMaker::IntValue(i * 3);
-      EXPECT_TRUE(
-          std::equal(raw->Bytes().begin(), raw->Bytes().end(), expected.begin(), expected.end()))
+      EXPECT_EQ(Bytes(raw->Bytes().begin(), raw->Bytes().end()), ReceiptMaker::IntValue(i * 3))
           << number;
     }
     EXPECT_EQ(map.Count(), entries);

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <map>
 #include <memory>
 #include <optional>
@@ -14,6 +13,7 @@
 
 #include "platform/toolkit/Dictionary.h"
 #include "platform/toolkit/MemoryBlock.h"
+#include "platform/toolkit/String.h"
 #include "receipts/CertTools.h"
 #include "tools/receiptmaker/ReceiptMaker.h"
 
@@ -40,13 +40,8 @@ inline std::optional<std::vector<Ref<Dictionary>>> ParseExactly(const Bytes& pay
 }
 
 inline std::string HexOf(const std::uint8_t* data, std::int64_t size) {
-  std::string out;
-  char digits[3];
-  for (std::int64_t i = 0; i < size; ++i) {
-    std::snprintf(digits, sizeof digits, "%02X", data[i]);
-    out += digits;
-  }
-  return out;
+  const std::string bytes(reinterpret_cast<const char*>(data), static_cast<std::size_t>(size));
+  return toolkit::EncodeHex(String(bytes)).Bytes();
 }
 
 // One map as text: numeric keys first in ascending order, then String keys in byte order. An

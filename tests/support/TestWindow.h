@@ -40,11 +40,7 @@ class TestWindow : public Window1 {
     return [raiseOn = raiseOnReading](const DroppedItem& dropped) {
       if (raiseOn.empty() || dropped.item->Name() != raiseOn) return ReadItem(dropped);
       ItemReading reading;
-      try {
-        throw toolkit::IOException("the disk is gone");
-      } catch (...) {
-        reading.raised = std::current_exception();
-      }
+      reading.raised = std::make_exception_ptr(toolkit::IOException("the disk is gone"));
       return reading;
     };
   }

@@ -33,12 +33,8 @@ TEST(EventLoopTest, TasksRunInOrderOnlyWhenAskedAndARaisingOneKeepsTheRest) {
   EXPECT_EQ(ran, (Strings{"a", "b", "c", "posted by b"}));
 }
 
-class DesktopTest : public ::testing::Test {
- protected:
+TEST(DesktopTest, ATimerTicksWhileItLivesAndIsOn) {
   HeadlessDesktop desktop;
-};
-
-TEST_F(DesktopTest, ATimerTicksWhileItLivesAndIsOn) {
   HeadlessEventLoop& loop = desktop.Loop();
   int ticks = 0;
   auto timer = Ref<Timer>::New();
@@ -86,7 +82,7 @@ class RecordingWindow : public Window {
   using Window::Progress;
 };
 
-class WindowBaseTest : public DesktopTest {
+class WindowBaseTest : public ::testing::Test {
  protected:
   void SetUp() override {
     Application::MakeCurrent(app);
@@ -100,6 +96,7 @@ class WindowBaseTest : public DesktopTest {
     type->Name = "test/drop";
     (void)type->Text();  // enters the type in the toolkit's table
   }
+  HeadlessDesktop desktop;
   Ref<Application> app = Ref<Application>::New();
   Ref<MenuBar> bar = Ref<MenuBar>::New();
   Ref<RecordingWindow> window = Window::Make<RecordingWindow>();

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <string>
 #include <vector>
 
 #include "tests/support/Scratch.h"

@@ -74,15 +74,5 @@ TEST_F(ExpandTest, AValueWithoutTextRaisesAndTheRowsBeforeItStay) {
   EXPECT_EQ(rows(), (Strings{"receipt|| -", ">|1 |one", ">|3 version|"}));
 }
 
-TEST_F(ExpandTest, ClosedAndOpenedAgainARowShowsTheSameChildren) {
-  Open({{"attr 3", "1.0"}, {"attr 2", "com.example.app"}});
-  list().AddRow({"after"});
-  list().Expanded(0, false);
-  EXPECT_EQ(rows(), (Strings{"receipt|| +", "after||"}));
-  list().Expanded(0, true);
-  EXPECT_EQ(rows(), (Strings{"receipt|| -", ">|2 bundle ID|com.example.app", ">|3 version|1.0",
-                             "after||"}));
-}
-
 }  // namespace
 }  // namespace window_test

@@ -44,7 +44,6 @@ TEST_F(Window1Test, EachDroppedItemByItsKindAndTheOptionKey) {
       {"a longer extension is none", {"Dot.APPS"}, false, {"Dot.APPS" + folder}, 0},
       {"a bundle without a receipt", {"Empty.app"}, false, {"Empty.app" + inApp}, 0},
       {"a bundle whose receipt is a folder", {"Odd.app"}, false, {"Odd.app" + inApp}, 0},
-      {"a file named as a bundle is one", {"Fake.app"}, false, {"Fake.app" + inApp}, 0},
       {"a bundle whose receipt isn't one", {"Bad.app"}, false, {"Bad.app" + notReceipt}, 0},
       {"a plain folder", {"F"}, false, {"F" + folder}, 0},
       {"a name shorter than \".app\"", {"app"}, false, {"app" + folder}, 0},
