@@ -11,13 +11,12 @@
 // Not installed: scripts/window-check uses it from the build tree.
 
 #include <QApplication>
+#include <QDir>
 #include <QDrag>
 #include <QFile>
-#include <QFileInfo>
 #include <QLabel>
 #include <QMimeData>
 #include <QMouseEvent>
-#include <QTextStream>
 #include <QTimer>
 #include <QUrl>
 #include <cstdio>
@@ -58,32 +57,44 @@ class Source final : public QLabel {
   bool dragging_ = false;
 };
 
+// The file URL of `path` as a file manager writes it: the path's own bytes, percent-encoded, so
+// that a name that isn't UTF-8 reaches the target as it stands on disk.
+QUrl FileUrl(const QByteArray& path) {
+  const QByteArray absolute =
+      path.startsWith('/') ? path : QFile::encodeName(QDir::currentPath()) + '/' + path;
+  return QUrl::fromEncoded("file://" + absolute.toPercentEncoding("/"), QUrl::StrictMode);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   QApplication app(argc, argv);
-  QStringList args = QApplication::arguments().mid(1);
+  // The arguments as bytes: QApplication::arguments() would decode them, and lose those that
+  // aren't UTF-8.
+  QList<QByteArray> args;
+  for (int i = 1; i < argc; ++i)
+    args << QByteArray(argv[i]);
   QPoint at(900, 600);
-  if (args.size() >= 2 && args.front() == QStringLiteral("--at")) {
-    const QStringList xy = args.at(1).split(QLatin1Char(','));
+  if (args.size() >= 2 && args.front() == "--at") {
+    const QList<QByteArray> xy = args.at(1).split(',');
     if (xy.size() == 2) at = QPoint(xy.at(0).toInt(), xy.at(1).toInt());
     args = args.mid(2);
   }
   QList<QUrl> urls;
-  for (const QString& arg : args) {
-    if (!arg.startsWith(QLatin1Char('@'))) {
-      urls << QUrl::fromLocalFile(QFileInfo(arg).absoluteFilePath());
+  for (const QByteArray& arg : args) {
+    if (!arg.startsWith('@')) {
+      urls << FileUrl(arg);
       continue;
     }
-    QFile list(arg.mid(1));
-    if (!list.open(QIODevice::ReadOnly | QIODevice::Text)) {
-      std::fprintf(stderr, "quellmark-dragsource: can't read %s\n", qPrintable(list.fileName()));
+    QFile list(QFile::decodeName(arg.mid(1)));
+    if (!list.open(QIODevice::ReadOnly)) {
+      std::fprintf(stderr, "quellmark-dragsource: can't read %s\n", arg.mid(1).constData());
       return 2;
     }
-    QTextStream lines(&list);
-    while (!lines.atEnd()) {
-      const QString line = lines.readLine();
-      if (!line.isEmpty()) urls << QUrl::fromLocalFile(QFileInfo(line).absoluteFilePath());
+    while (!list.atEnd()) {
+      QByteArray line = list.readLine();
+      if (line.endsWith('\n')) line.chop(1);
+      if (!line.isEmpty()) urls << FileUrl(line);
     }
   }
   if (urls.isEmpty()) {
