@@ -4,7 +4,8 @@
 //                                 record (its value's block and its two key texts), the floor
 //   parse of a receipt's payload   against the bare walk over it, for a typical receipt and for
 //                                 the real one of 79 KiB; also as the median ratio of rounds of
-//                                 each made one right after the other (parse_per_walk)
+//                                 each made one right after the other (parse_per_walk), for the
+//                                 typical receipt and each of the real ones beside the checkout
 //   ReadReceipt of a receipt file  against d2i_PKCS7_fp + PKCS7_free of the same file, for a
 //                                 typical receipt and for a real one of 79 KiB
 //   Examine of a receipt's bytes   against libcrypto alone doing what it checks: d2i_PKCS7,
@@ -371,12 +372,23 @@ void BM_ParseBesideBareWalkTypical(benchmark::State& state) {
 }
 BENCHMARK(BM_ParseBesideBareWalkTypical)->Iterations(101);
 
-void BM_ParseBesideBareWalkLarge(benchmark::State& state) {
-  OnLargeReceipt(state, [](benchmark::State& s, const std::filesystem::path& path) {
-    ParseBesideBareWalk(s, PayloadOf(path));
-  });
+// The same for each of the App Store's real receipts beside the checkout, named by its file
+// (BM_ParseBesideBareWalk/mac-2015); none where they are absent.
+void RegisterParseBesideBareWalkOfRealReceipts() {
+  std::error_code ec;
+  std::vector<std::filesystem::path> files;
+  for (const auto& entry : std::filesystem::directory_iterator(QM_SHARED_RECEIPTS, ec)) {
+    if (entry.path().extension() == ".receipt") files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  for (const auto& path : files) {
+    benchmark::RegisterBenchmark(("BM_ParseBesideBareWalk/" + path.stem().string()).c_str(),
+                                 [payload = PayloadOf(path)](benchmark::State& state) {
+                                   ParseBesideBareWalk(state, payload);
+                                 })
+        ->Iterations(101);
+  }
 }
-BENCHMARK(BM_ParseBesideBareWalkLarge)->Iterations(101);
 
 // ---- The examination beside libcrypto's own verification.
 
@@ -527,6 +539,7 @@ int main(int argc, char** argv) {
   // run a while does not. So both sides of every ratio are measured with the memory kept.
   mallopt(M_TRIM_THRESHOLD, 256 << 20);
   mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  RegisterParseBesideBareWalkOfRealReceipts();
   bench::RunWithRatios(&argc, argv,
                        {{"BM_Parse", "BM_BareHeaderWalk"},
                         {"BM_WalkAndCopies", "BM_BareHeaderWalk"},
