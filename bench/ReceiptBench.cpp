@@ -320,45 +320,38 @@ void ParseBesideBareWalk(benchmark::State& state, const Bytes& payload) {
   using Clock = std::chrono::steady_clock;
   const auto* data = payload.data();
   const auto size = static_cast<std::int64_t>(payload.size());
+  const auto walk = [&] { benchmark::DoNotOptimize(BareWalk(data, static_cast<long>(size))); };
+  const auto parse = [&] {
+    auto maps = CertTools::parse(data, size);
+    benchmark::DoNotOptimize(maps);
+  };
+  int rounds = 1;
+  // Seconds that `rounds` runs of `f` take.
+  const auto timed = [&rounds](const auto& f) {
+    const auto start = Clock::now();
+    for (int i = 0; i < rounds; ++i)
+      f();
+    return std::chrono::duration<double>(Clock::now() - start).count();
+  };
   // Rounds of about a millisecond each, sized by walks made after a first one, which meets
   // cold caches.
-  benchmark::DoNotOptimize(BareWalk(data, static_cast<long>(size)));
-  int rounds = 1;
-  for (;;) {
-    const auto start = Clock::now();
-    for (int i = 0; i < rounds; ++i)
-      benchmark::DoNotOptimize(BareWalk(data, static_cast<long>(size)));
-    if (Clock::now() - start >= std::chrono::milliseconds(1) || rounds >= (1 << 20)) break;
+  walk();
+  while (timed(walk) < 1e-3 && rounds < (1 << 20))
     rounds *= 2;
-  }
-  const auto parses = [&] {
-    const auto start = Clock::now();
-    for (int i = 0; i < rounds; ++i) {
-      auto maps = CertTools::parse(data, size);
-      benchmark::DoNotOptimize(maps);
-    }
-    return std::chrono::duration<double>(Clock::now() - start).count();
-  };
-  const auto walks = [&] {
-    const auto start = Clock::now();
-    for (int i = 0; i < rounds; ++i)
-      benchmark::DoNotOptimize(BareWalk(data, static_cast<long>(size)));
-    return std::chrono::duration<double>(Clock::now() - start).count();
-  };
   std::vector<double> ratios;
   bool parseFirst = true;
   for (auto _ : state) {
-    double parse = 0;
-    double walk = 0;
+    double parses = 0;
+    double walks = 0;
     if (parseFirst) {
-      parse = parses();
-      walk = walks();
+      parses = timed(parse);
+      walks = timed(walk);
     } else {
-      walk = walks();
-      parse = parses();
+      walks = timed(walk);
+      parses = timed(parse);
     }
     parseFirst = !parseFirst;
-    ratios.push_back(parse / walk);
+    ratios.push_back(parses / walks);
   }
   if (!ratios.empty()) {
     std::nth_element(ratios.begin(),
